@@ -1,0 +1,116 @@
+#include "support.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+namespace velmar_test {
+
+Captured capture(const std::function<void()> &fn) {
+    std::fflush(stdout);
+    std::fflush(stderr);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    fn();
+    std::fflush(stdout);
+    std::fflush(stderr);
+    Captured c;
+    c.out = testing::internal::GetCapturedStdout();
+    c.err = testing::internal::GetCapturedStderr();
+    return c;
+}
+
+ScratchDir::ScratchDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "velmar-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    path_ = pattern;
+}
+
+ScratchDir::~ScratchDir() {
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+}
+
+namespace {
+
+std::string slurp_fd(int fd) {
+    std::string content;
+    lseek(fd, 0, SEEK_SET);
+    char buffer[4096];
+    ssize_t n = 0;
+    while ((n = read(fd, buffer, sizeof buffer)) > 0)
+        content.append(buffer, static_cast<size_t>(n));
+    return content;
+}
+
+int temp_fd() {
+    char name[] = "/tmp/velmar-out-XXXXXX";
+    const int fd = mkstemp(name);
+    if (fd < 0) throw std::runtime_error("mkstemp failed");
+    unlink(name);
+    return fd;
+}
+
+}  // namespace
+
+RunResult run(const std::string &program, const std::string &argv0,
+              const std::vector<std::string> &args, const std::filesystem::path &cwd) {
+    const int out_fd = temp_fd();
+    const int err_fd = temp_fd();
+    std::vector<std::string> storage;
+    storage.push_back(argv0);
+    storage.insert(storage.end(), args.begin(), args.end());
+    std::vector<char *> argv;
+    for (auto &s : storage) argv.push_back(s.data());
+    argv.push_back(nullptr);
+
+    std::fflush(stdout);
+    std::fflush(stderr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(out_fd, STDOUT_FILENO);
+        dup2(err_fd, STDERR_FILENO);
+        if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(126);
+        execv(program.c_str(), argv.data());
+        _exit(127);
+    }
+    RunResult result;
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+    result.out = slurp_fd(out_fd);
+    result.err = slurp_fd(err_fd);
+    close(out_fd);
+    close(err_fd);
+    return result;
+}
+
+RunResult run_velmar(const std::vector<std::string> &args, const std::filesystem::path &cwd) {
+    const std::string exe = velmar_exe().string();
+    return run(exe, exe, args, cwd);
+}
+
+std::string read_file(const std::filesystem::path &path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+void write_file(const std::filesystem::path &path, const std::string &content) {
+    std::ofstream out(path, std::ios::binary);
+    out << content;
+}
+
+std::filesystem::path velmar_exe() { return VELMAR_EXE; }
+std::filesystem::path source_dir() { return VELMAR_SOURCE_DIR; }
+
+}  // namespace velmar_test

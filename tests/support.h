@@ -1,0 +1,57 @@
+// Shared test helpers: capturing what a function prints, scratch directories, and running velmar.x
+// as a separate process.
+#ifndef VELMAR_TEST_SUPPORT_H
+#define VELMAR_TEST_SUPPORT_H
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace velmar_test {
+
+struct Captured {
+    std::string out;
+    std::string err;
+};
+
+// Runs fn and returns what it wrote to standard output and standard error.
+Captured capture(const std::function<void()> &fn);
+
+// A fresh directory, removed with its content when the object goes.
+class ScratchDir {
+  public:
+    ScratchDir();
+    ~ScratchDir();
+    ScratchDir(const ScratchDir &) = delete;
+    ScratchDir &operator=(const ScratchDir &) = delete;
+    const std::filesystem::path &path() const { return path_; }
+    std::filesystem::path operator/(const std::string &name) const { return path_ / name; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+struct RunResult {
+    std::string out;
+    std::string err;
+    int status = -1;  // exit status, or -1 when the process did not exit normally
+};
+
+// Runs the program at `program` with the given arguments (argv[0] is given separately, so a bare
+// name can be passed), in the working directory `cwd` (the current one when empty).
+RunResult run(const std::string &program, const std::string &argv0,
+              const std::vector<std::string> &args, const std::filesystem::path &cwd = {});
+// Runs the built velmar.x by its full path.
+RunResult run_velmar(const std::vector<std::string> &args, const std::filesystem::path &cwd = {});
+
+std::string read_file(const std::filesystem::path &path);
+void write_file(const std::filesystem::path &path, const std::string &content);
+
+// Where the build put velmar.x (its databases lie beside it) and the source tree.
+std::filesystem::path velmar_exe();
+std::filesystem::path source_dir();
+
+}  // namespace velmar_test
+
+#endif  // VELMAR_TEST_SUPPORT_H

@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# Sets up a Debian 12 machine for Velmar, builds it in Release and then either runs the demo on the
+# bundled example structure or runs the whole test suite.
+#
+#   tools/quickstart.sh demo    install what is missing, build, run the demo
+#   tools/quickstart.sh test    install what is missing, build, run every test
+#
+# The build goes to ./build (override with VELMAR_BUILD_DIR); velmar.x and its three database files
+# end up side by side in that directory.
+set -euo pipefail
+
+mode=${1:-demo}
+case "$mode" in
+  demo|test) ;;
+  *) echo "usage: $0 [demo|test]" >&2; exit 2 ;;
+esac
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build=${VELMAR_BUILD_DIR:-$root/build}
+jobs=$(nproc 2>/dev/null || echo 2)
+
+packages=(cmake make g++ pkg-config libgtest-dev libfftw3-dev libsymspg-dev)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+if ((${#missing[@]})); then
+  echo "Installing: ${missing[*]}"
+  sudo=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "Please install as root: ${missing[*]}" >&2; exit 1; }
+    sudo=(sudo)
+  fi
+  "${sudo[@]}" apt-get update -q
+  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends \
+    "${missing[@]}"
+fi
+
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release
+cmake --build "$build" -j "$jobs"
+
+if [ "$mode" = test ]; then
+  ctest --test-dir "$build" --output-on-failure -j "$jobs"
+  exit 0
+fi
+
+# The demo works on a copy of the example, so the outputs land in the build tree.
+demo="$build/demo"
+mkdir -p "$demo"
+cp "$root/examples/Li3N.cif" "$demo/"
+cd "$demo"
+set -x
+"$build/velmar.x" --version
+"$build/velmar.x" --help
+"$build/velmar.x" --print-sys
