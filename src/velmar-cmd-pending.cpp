@@ -10,16 +10,9 @@ void not_available() { std::fputs("Error: command not available in this build.\n
 
 }  // namespace
 
-void velmar_cmd_opt_do_print_cell(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_print_ppt(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_print_ppt_full(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_print_sym(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_print_cube(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_gen_cif(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_gen_cif_reduced(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_gen_cif_p1(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_gen_cif_assign(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_gen_cif_assign_all(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gen_gin_lib(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gen_gin_eam(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gen_gin(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
@@ -35,7 +28,6 @@ void velmar_cmd_opt_do_cal_cn(const VELMAR_CMD_OPT * /*opt*/) { not_available();
 void velmar_cmd_opt_do_cal_cn_atom(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_cal_cn_type(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_cal_cn_bv(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_cal_sym(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_cal_tot_en(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_rx_sd(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_rx_neb(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }

@@ -5,7 +5,9 @@
 #define VELMAR_H
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
+#include <string_view>
 
 #define VELMAR_VERSION_STRING "1.3.0-cmd"
 
@@ -38,6 +40,13 @@ struct Free {
 
 template <class T, auto FreeFn>
 using Owned = std::unique_ptr<T, Free<FreeFn>>;
+
+// Copies at most size - 1 characters of text into a fixed field and terminates it.
+inline void copy_text(char *field, size_t size, std::string_view text) {
+    const size_t n = text.size() < size ? text.size() : size - 1;
+    std::memcpy(field, text.data(), n);
+    field[n] = '\0';
+}
 
 // Closes a FILE* when it goes out of scope.
 struct FileCloser {

@@ -12,6 +12,9 @@
 
 #include <gtest/gtest.h>
 
+#include "velmar-cif.h"
+#include "velmar-text.h"
+
 namespace velmar_test {
 
 Captured capture(const std::function<void()> &fn) {
@@ -108,6 +111,46 @@ std::string read_file(const std::filesystem::path &path) {
 void write_file(const std::filesystem::path &path, const std::string &content) {
     std::ofstream out(path, std::ios::binary);
     out << content;
+}
+
+std::string database(const std::string &name) {
+    return (std::filesystem::path(VELMAR_SOURCE_DIR) / "data" / name).string();
+}
+
+std::filesystem::path corpus(const std::string &name) {
+    return std::filesystem::path(VELMAR_TEST_DATA) / "data" / "corpus" / name;
+}
+
+Loaded load_cif_text(const std::string &text) {
+    Loaded loaded;
+    VELMAR_TEXT *buffer = velmar_text_new(text.c_str());
+    VELMAR_CELL *cell = nullptr;
+    VELMAR_SYMMETRY *symmetry = nullptr;
+    const std::string symcards = database("database_symcards.dat");
+    const std::string unitary = database("database_unitary.dat");
+    loaded.printed = capture([&] {
+        loaded.status = velmar_cell_import_cif_from_text(&cell, &symmetry, buffer, symcards.c_str(),
+                                                         unitary.c_str());
+    });
+    velmar_text_free(buffer);
+    loaded.cell.reset(cell);
+    loaded.symmetry.reset(symmetry);
+    return loaded;
+}
+
+Loaded load_cif_file(const std::filesystem::path &path) {
+    Loaded loaded;
+    VELMAR_CELL *cell = nullptr;
+    VELMAR_SYMMETRY *symmetry = nullptr;
+    const std::string symcards = database("database_symcards.dat");
+    const std::string unitary = database("database_unitary.dat");
+    loaded.printed = capture([&] {
+        loaded.status = velmar_cell_import_cif_from_file(&cell, &symmetry, path.c_str(),
+                                                         symcards.c_str(), unitary.c_str());
+    });
+    loaded.cell.reset(cell);
+    loaded.symmetry.reset(symmetry);
+    return loaded;
 }
 
 std::filesystem::path velmar_exe() { return VELMAR_EXE; }

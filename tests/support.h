@@ -5,8 +5,12 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "velmar-cell.h"
+#include "velmar-symmetry.h"
 
 namespace velmar_test {
 
@@ -44,6 +48,19 @@ RunResult run(const std::string &program, const std::string &argv0,
               const std::vector<std::string> &args, const std::filesystem::path &cwd = {});
 // Runs the built velmar.x by its full path.
 RunResult run_velmar(const std::vector<std::string> &args, const std::filesystem::path &cwd = {});
+
+// A structure read with the databases of the source tree, and what the reader printed.
+struct Loaded {
+    std::unique_ptr<VELMAR_CELL, void (*)(VELMAR_CELL *)> cell{nullptr, velmar_cell_free};
+    std::unique_ptr<VELMAR_SYMMETRY, void (*)(VELMAR_SYMMETRY *)> symmetry{nullptr,
+                                                                           velmar_symmetry_free};
+    int status = -1;
+    Captured printed;
+};
+Loaded load_cif_text(const std::string &text);
+Loaded load_cif_file(const std::filesystem::path &path);
+std::filesystem::path corpus(const std::string &name);
+std::string database(const std::string &name);
 
 std::string read_file(const std::filesystem::path &path);
 void write_file(const std::filesystem::path &path, const std::string &content);

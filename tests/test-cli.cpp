@@ -56,6 +56,70 @@ TEST(Cli, UnknownCommandsAreReportedOnStdoutWithStatusZero) {
     }
 }
 
+TEST(Cli, PrintCellOfTheExample) {
+    const auto example = (velmar_test::source_dir() / "examples" / "Li3N.cif").string();
+    const auto r = run_velmar({"--print-cell", example});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.out,
+              "Message: reading cif file...\n"
+              "Message: total lines in the cif: 53\n"
+              "Message: calculated cell volume = 44.659309\n"
+              "CELL: name: Li1+:3.000 N3-:1.000 \n"
+              "CELL: vector matrix:\n"
+              "CELL:                3.648000    0.000000    0.000000\n"
+              "CELL:               -1.824000    3.159261    0.000000\n"
+              "CELL:                0.000000    0.000000    3.875000\n"
+              "CELL: parameters:    3.648000    3.648000    3.875000\n"
+              "CELL: angles:       90.000000   90.000000  120.000000\n"
+              "CELL: total atom: 4\n"
+              "CELL: [  0]ATOM: name=   Li0;type=Li;os= 1;x_f=(0.333,0.667,0.000);occ=1.000\n"
+              "CELL: [  1]ATOM: name=   Li0;type=Li;os= 1;x_f=(0.667,0.333,0.000);occ=1.000\n"
+              "CELL: [  2]ATOM: name=   Li1;type=Li;os= 1;x_f=(0.000,0.000,0.500);occ=1.000\n"
+              "CELL: [  3]ATOM: name=    N2;type= N;os=-3;x_f=(0.000,0.000,0.000);occ=1.000\n");
+
+    const auto help = run_velmar({"--print-cell"});
+    EXPECT_EQ(help.out,
+              "Command: --print-cell [input.cif].\n\nExample: ./velmar.x --print-cell Li2O.cif\n");
+    const auto missing = run_velmar({"--print-cell", "no-such.cif"});
+    EXPECT_EQ(missing.err,
+              "Error: unable to open no-such.cif\n"
+              "Error: velmar_text_import_from_file() returns NULL.\n"
+              "Error: velmar_cell_import_cif_from_file() returns non-zero.\n");
+}
+
+TEST(Cli, SymmetryAndCifCommands) {
+    velmar_test::ScratchDir dir;
+    fs::copy_file(velmar_test::corpus("LLZO_cubic_Ia-3d_partial_Li_VESTA.cif"), dir / "llzo.cif");
+    auto r = run_velmar({"--cal-sym", "llzo.cif"}, dir.path());
+    EXPECT_NE(
+        r.out.find("SYMMETRY: International Table ID: 230\nSYMMETRY: Total number of cards: 96\n"),
+        std::string::npos);
+    r = run_velmar({"--print-sym", "llzo.cif"}, dir.path());
+    EXPECT_NE(r.out.find("SYMMETRY: Hermann-Maugui group symbol: I a -3 d\n"), std::string::npos);
+    for (const char *command :
+         {"--gen-cif", "--gen-cif-p1", "--gen-cif-reduced", "--gen-cif-assign-all"}) {
+        r = run_velmar({command, "llzo.cif"}, dir.path());
+        EXPECT_EQ(r.err, "") << command;
+    }
+    r = run_velmar({"--gen-cif-assign", "llzo.cif", "Li", "1", "assigned.cif"}, dir.path());
+    EXPECT_EQ(r.err, "");
+    EXPECT_NE(r.out.find("Message: supercell [1, 1, 1]\n"), std::string::npos);
+    for (const char *written : {"llzo.cif.out.cif", "llzo.cif.p1.cif", "llzo.cif.reduced.cif",
+                                "llzo.cif.assigned-all.cif", "assigned.cif"}) {
+        const auto back = velmar_test::load_cif_file(dir / written);
+        EXPECT_EQ(back.status, 0) << written << back.printed.err;
+    }
+    // Resolved occupancies: every atom whole, no two Li on one spot.
+    const auto assigned = velmar_test::load_cif_file(dir / "assigned.cif");
+    for (int32_t n = 0; n < assigned.cell->total; ++n) EXPECT_EQ(assigned.cell->atom[n].occ, 1.0);
+    r = run_velmar({"--gen-cif-assign", "llzo.cif", "Li", "one"}, dir.path());
+    EXPECT_EQ(r.err, "Error: invalid oxidation state 'one'.\n");
+    r = run_velmar({"--gen-cif-assign", "llzo.cif", "Li"}, dir.path());
+    EXPECT_TRUE(
+        r.out.starts_with("Command: --gen-cif-assign [input.cif] [type] [os] | {output.cif}\n\n"));
+}
+
 TEST(Cli, CommandsOfLaterSubsystemsSayTheyAreNotAvailable) {
     const auto r = run_velmar({"--kmc", "Li3N.cif", "Li3N.cif.cube"});
     EXPECT_EQ(r.status, 0);

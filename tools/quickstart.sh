@@ -51,5 +51,5 @@ cp "$root/examples/Li3N.cif" "$demo/"
 cd "$demo"
 set -x
 "$build/velmar.x" --version
-"$build/velmar.x" --help
-"$build/velmar.x" --print-sys
+"$build/velmar.x" --print-cell Li3N.cif
+"$build/velmar.x" --cal-sym Li3N.cif
