@@ -131,6 +131,34 @@ TEST(CifReader, RefusesWhatItCannotRead) {
     }
 }
 
+TEST(CifReader, ConstraintColumnFixesAtoms) {
+    velmar_test::ScratchDir dir;
+    const auto path = dir / "fixed.cif";
+    const std::string text =
+        kCell + "loop_\n_symmetry_equiv_pos_as_xyz\n'x, y, z'\n'-x, -y, -z'\n" +
+        "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
+        "_atom_site_fract_z\n_atom_site_occupancy\n_atom_site_velmar_fixed\n"
+        "Li1 Li 0.1 0.1 0.1 1 f\nO1 O 0.3 0.2 0.1 1 T\nO2 O 0 0 0 1 true\n";
+    velmar_test::write_file(path, text);
+    auto loaded = load_cif_file(path);
+    ASSERT_EQ(loaded.status, 0);
+    ASSERT_EQ(loaded.cell->total, 5);  // by label: both images of Li1 and of O1, and O2
+    ASSERT_EQ(velmar_cell_import_cif_read_constraint(loaded.cell.get(), path.c_str()), 0);
+    for (int32_t n = 0; n < loaded.cell->total; ++n) {
+        EXPECT_EQ(loaded.cell->atom[n].ignored, loaded.cell->atom[n].name[0] == 'O') << n;
+    }
+    // Without the column nothing is fixed and the caller is told.
+    auto plain = load_cif_file(velmar_test::corpus("Li3N_P6mmm_OBELiX.cif"));
+    const auto printed = velmar_test::capture([&] {
+        EXPECT_NE(velmar_cell_import_cif_read_constraint(
+                      plain.cell.get(), velmar_test::corpus("Li3N_P6mmm_OBELiX.cif").c_str()),
+                  0);
+    });
+    EXPECT_NE(printed.err.find("Error: unable to find keyword '_atom_site_velmar_fixed'.\n"),
+              std::string::npos);
+    for (int32_t n = 0; n < plain.cell->total; ++n) EXPECT_FALSE(plain.cell->atom[n].ignored);
+}
+
 TEST(CifReader, LatticeReadsQuestionMarksAsZero) {
     const std::string text =
         "_cell_length_a ?\n_cell_length_b 4(1)\n_cell_length_c 1e1\n"
