@@ -81,7 +81,12 @@ int velmar_cell_import_cif_read_atom_name(VELMAR_ATOM *atom, char ***loop, int l
     return 0;
 }
 
-int velmar_cell_import_cif_read_atom_type(VELMAR_ATOM *atom, char ***loop, int loop_r, int loop_c) {
+namespace {
+
+// Types from the site loop's type-symbol column; `state_of(cell, value)` gives each site's
+// oxidation state from its whole cell and returns false (after its own message) to stop.
+template <class StateOf>
+int read_types(VELMAR_ATOM *atom, char ***loop, int loop_r, int loop_c, StateOf state_of) {
     const int column = cif_loop_column(loop, loop_c, "_atom_site_type_symbol", true);
     if (column < 0) {
         std::fputs("Error: unable to find keyword '_atom_site_type_symbol'.\n", stderr);
@@ -93,18 +98,22 @@ int velmar_cell_import_cif_read_atom_type(VELMAR_ATOM *atom, char ***loop, int l
             std::fprintf(stderr, "Error: invalid field content %s.\n", cell.c_str());
             return 1;
         }
-        atom[r - 1].value = state_from(cell.c_str());
+        if (!state_of(loop[r][column], atom[r - 1].value)) return 1;
     }
     return 0;
 }
 
+}  // namespace
+
+int velmar_cell_import_cif_read_atom_type(VELMAR_ATOM *atom, char ***loop, int loop_r, int loop_c) {
+    return read_types(atom, loop, loop_r, loop_c, [](const char *cell, double &value) {
+        value = state_from(cut_cell(cell).c_str());
+        return true;
+    });
+}
+
 int velmar_cell_import_cif_read_atom_typeos(VELMAR_ATOM *atom, char ***loop, int loop_r, int loop_c,
                                             char ***type_loop, int type_r, int type_c) {
-    const int column = cif_loop_column(loop, loop_c, "_atom_site_type_symbol", true);
-    if (column < 0) {
-        std::fputs("Error: unable to find keyword '_atom_site_type_symbol'.\n", stderr);
-        return 1;
-    }
     const int symbol_column = cif_loop_column(type_loop, type_c, "_atom_type_symbol", true);
     const int state_column =
         cif_loop_column(type_loop, type_c, "_atom_type_oxidation_number", false);
@@ -112,26 +121,16 @@ int velmar_cell_import_cif_read_atom_typeos(VELMAR_ATOM *atom, char ***loop, int
         std::fputs("Error: invalid keywords.\n", stderr);
         return 1;
     }
-    for (int r = 1; r < loop_r; ++r) {
-        const std::string cell = loop[r][column] != nullptr ? cut_cell(loop[r][column]) : "";
-        if (!type_from(atom[r - 1].type, cell.c_str())) {
-            std::fprintf(stderr, "Error: invalid field content %s.\n", cell.c_str());
-            return 1;
-        }
-        int match = -1;
-        for (int t = 1; t < type_r && match < 0; ++t) {
+    return read_types(atom, loop, loop_r, loop_c, [&](const char *cell, double &value) {
+        for (int t = 1; t < type_r; ++t) {
             const char *symbol = type_loop[t][symbol_column];
-            if (symbol != nullptr && std::strcmp(symbol, loop[r][column]) == 0) match = t;
+            if (symbol == nullptr || std::strcmp(symbol, cell) != 0) continue;
+            if (!cif_read_double(type_loop[t][state_column], value)) value = kNoState;
+            return true;
         }
-        if (match < 0) {
-            std::fputs("Error: invalid field.\n", stderr);
-            return 1;
-        }
-        double state = kNoState;
-        if (!cif_read_double(type_loop[match][state_column], state)) state = kNoState;
-        atom[r - 1].value = state;
-    }
-    return 0;
+        std::fputs("Error: invalid field.\n", stderr);
+        return false;
+    });
 }
 
 int velmar_cell_import_cif_read_atom(VELMAR_ATOM *atom, char ***loop, int loop_r, int loop_c) {
