@@ -10,8 +10,6 @@ void not_available() { std::fputs("Error: command not available in this build.\n
 
 }  // namespace
 
-void velmar_cmd_opt_do_print_ppt(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_print_ppt_full(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_print_cube(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gen_gin_lib(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gen_gin_eam(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
@@ -19,16 +17,10 @@ void velmar_cmd_opt_do_gen_gin(const VELMAR_CMD_OPT * /*opt*/) { not_available()
 void velmar_cmd_opt_do_gen_cube(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gen_cube_gii(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gen_cube_tot(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_cal_charge(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_cal_bv(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_cal_bv_gui(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_cal_bv_type(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_cal_gii(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_cal_cn(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_cal_cn_atom(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_cal_cn_type(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_cal_cn_bv(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_cal_tot_en(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_rx_sd(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_rx_neb(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_rx_neb_images(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
@@ -39,6 +31,5 @@ void velmar_cmd_opt_do_gh(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_kmc(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_sites(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_md(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_text_cal_bv(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_text_gen_gin_lib(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_text_gen_gin_lib_set_sf(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }

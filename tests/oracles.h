@@ -4,11 +4,14 @@
 #ifndef VELMAR_TEST_ORACLES_H
 #define VELMAR_TEST_ORACLES_H
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <vector>
 
 #include "velmar-cell.h"
+#include "velmar-energy.h"
+#include "velmar-property.h"
 #include "velmar-symmetry.h"
 
 namespace velmar_oracle {
@@ -46,6 +49,149 @@ inline std::vector<int32_t> flags_by_pairs(const VELMAR_CELL &cell,
         }
     }
     return flag;
+}
+
+// Total energy as the plain triple loop: every atom i (not ignored), every atom j, every image
+// within the documented ranges; skipping ignored partners too when both_free.
+inline double total_energy(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt, bool both_free) {
+    double reach = 12.0;
+    for (int i = 0; i < ppt.total; ++i)
+        for (int j = 0; j < ppt.total; ++j) reach = std::max(reach, ppt.bin[i][j].cutoff);
+    int n[3];
+    for (int k = 0; k < 3; ++k) {
+        n[k] = 1 + static_cast<int>(reach / std::sqrt(cell.a[k][0] * cell.a[k][0] +
+                                                      cell.a[k][1] * cell.a[k][1] +
+                                                      cell.a[k][2] * cell.a[k][2]));
+    }
+    double sum = 0.0;
+    for (int32_t i = 0; i < cell.total; ++i) {
+        const VELMAR_ATOM &ai = cell.atom[i];
+        if (ai.ignored) continue;
+        for (int32_t j = 0; j < cell.total; ++j) {
+            const VELMAR_ATOM &aj = cell.atom[j];
+            if (both_free && aj.ignored) continue;
+            int si = velmar_property_find_index(&ppt, ai.type, ai.os);
+            int sj = velmar_property_find_index(&ppt, aj.type, aj.os);
+            if (ai.os < 0) std::swap(si, sj);
+            for (int l = -n[0]; l <= n[0]; ++l)
+                for (int m = -n[1]; m <= n[1]; ++m)
+                    for (int k = -n[2]; k <= n[2]; ++k) {
+                        double d2 = 0.0;
+                        for (int r = 0; r < 3; ++r) {
+                            const double p =
+                                l * cell.a[0][r] + m * cell.a[1][r] + k * cell.a[2][r] + ai.x[r];
+                            d2 += (p - aj.x[r]) * (p - aj.x[r]);
+                        }
+                        const double d = std::sqrt(d2);
+                        if (d <= 0.3) continue;
+                        const int product = ai.os * aj.os;
+                        const double w = ai.occ * aj.occ;
+                        if (product >= 1 && d <= reach) {
+                            const double q = ppt.uni[si].q * ppt.uni[sj].q;
+                            const double r_eff = ppt.sf * (ppt.uni[si].rc + ppt.uni[sj].rc);
+                            sum += w * velmar_energy_coulombic(d, q, r_eff);
+                        } else if (product < 0 && d <= ppt.bin[si][sj].cutoff) {
+                            const VELMAR_PROPERTY_BINARY &p = ppt.bin[si][sj];
+                            sum += w * velmar_energy_bonding_with_energy_shift(d, p.d0, p.rmin, p.b,
+                                                                               p.en_s);
+                        }
+                    }
+        }
+    }
+    return sum * 7.19982;
+}
+
+// Analytic strain derivative of the total energy (eV per unit strain) for the strain element
+// (row, col): every pair distance d changes by r_row r_col / d, r the pair vector.
+inline double strain_derivative(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt, int row,
+                                int col) {
+    double reach = 12.0;
+    for (int i = 0; i < ppt.total; ++i)
+        for (int j = 0; j < ppt.total; ++j) reach = std::max(reach, ppt.bin[i][j].cutoff);
+    int n[3];
+    for (int k = 0; k < 3; ++k) {
+        n[k] = 1 + static_cast<int>(reach / std::sqrt(cell.a[k][0] * cell.a[k][0] +
+                                                      cell.a[k][1] * cell.a[k][1] +
+                                                      cell.a[k][2] * cell.a[k][2]));
+    }
+    double sum = 0.0;
+    for (int32_t i = 0; i < cell.total; ++i) {
+        const VELMAR_ATOM &ai = cell.atom[i];
+        for (int32_t j = 0; j < cell.total; ++j) {
+            const VELMAR_ATOM &aj = cell.atom[j];
+            int si = velmar_property_find_index(&ppt, ai.type, ai.os);
+            int sj = velmar_property_find_index(&ppt, aj.type, aj.os);
+            if (ai.os < 0) std::swap(si, sj);
+            for (int l = -n[0]; l <= n[0]; ++l)
+                for (int m = -n[1]; m <= n[1]; ++m)
+                    for (int k = -n[2]; k <= n[2]; ++k) {
+                        double r[3];
+                        for (int c = 0; c < 3; ++c) {
+                            r[c] = l * cell.a[0][c] + m * cell.a[1][c] + k * cell.a[2][c] +
+                                   aj.x[c] - ai.x[c];
+                        }
+                        const double d = std::sqrt(r[0] * r[0] + r[1] * r[1] + r[2] * r[2]);
+                        if (d <= 0.3) continue;
+                        const int product = ai.os * aj.os;
+                        const double w = ai.occ * aj.occ;
+                        double g = 0.0;
+                        if (product >= 1 && d <= reach) {
+                            g = velmar_force_coulombic(d, ppt.uni[si].q * ppt.uni[sj].q,
+                                                       ppt.sf * (ppt.uni[si].rc + ppt.uni[sj].rc));
+                        } else if (product < 0 && d <= ppt.bin[si][sj].cutoff) {
+                            const VELMAR_PROPERTY_BINARY &p = ppt.bin[si][sj];
+                            g = velmar_force_bonding(d, p.d0, p.rmin, p.b);
+                        }
+                        sum += w * g * r[row] * r[col] / d;
+                    }
+        }
+    }
+    return sum * 7.19982;
+}
+
+// Bond-valence sums of the flagged sites as the plain loop over every atom and image.
+inline std::vector<double> bv_sums(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt) {
+    double reach = 0.0;
+    for (int i = 0; i < ppt.total; ++i)
+        for (int j = 0; j < ppt.total; ++j) reach = std::max(reach, ppt.bin[i][j].cutoff);
+    int n[3];
+    for (int k = 0; k < 3; ++k) {
+        n[k] = 2 + static_cast<int>(reach / std::sqrt(cell.a[k][0] * cell.a[k][0] +
+                                                      cell.a[k][1] * cell.a[k][1] +
+                                                      cell.a[k][2] * cell.a[k][2]));
+    }
+    int32_t sites = 0;
+    for (int32_t a = 0; a < cell.total; ++a) sites = std::max(sites, cell.atom[a].flag);
+    std::vector<double> sum(static_cast<size_t>(sites), 0.0);
+    for (int32_t k = 1; k <= sites; ++k) {
+        int32_t s = 0;
+        while (cell.atom[s].flag != k) ++s;
+        const VELMAR_ATOM &site = cell.atom[s];
+        for (int32_t t = 0; t < cell.total; ++t) {
+            const VELMAR_ATOM &partner = cell.atom[t];
+            if (!((site.os > 0 && partner.os < 0) || (site.os < 0 && partner.os > 0))) continue;
+            const int cation = velmar_property_find_index(
+                &ppt, site.os > 0 ? site.type : partner.type, site.os > 0 ? site.os : partner.os);
+            const int anion = velmar_property_find_index(
+                &ppt, site.os > 0 ? partner.type : site.type, site.os > 0 ? partner.os : site.os);
+            const VELMAR_PROPERTY_BINARY &p = ppt.bin[cation][anion];
+            for (int l = -n[0]; l <= n[0]; ++l)
+                for (int m = -n[1]; m <= n[1]; ++m)
+                    for (int q = -n[2]; q <= n[2]; ++q) {
+                        double d2 = 0.0;
+                        for (int r = 0; r < 3; ++r) {
+                            const double x = l * cell.a[0][r] + m * cell.a[1][r] +
+                                             q * cell.a[2][r] + partner.x[r];
+                            d2 += (site.x[r] - x) * (site.x[r] - x);
+                        }
+                        const double d = std::sqrt(d2);
+                        if (d <= 0.3 || d >= p.cutoff) continue;
+                        const double v = partner.occ * std::exp((p.r0 - d) / p.b);
+                        sum[k - 1] += site.os < 0 ? -v : v;
+                    }
+        }
+    }
+    return sum;
 }
 
 }  // namespace velmar_oracle

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <sstream>
 #include <string>
 
 #include "support.h"
@@ -118,6 +119,70 @@ TEST(Cli, SymmetryAndCifCommands) {
     r = run_velmar({"--gen-cif-assign", "llzo.cif", "Li"}, dir.path());
     EXPECT_TRUE(
         r.out.starts_with("Command: --gen-cif-assign [input.cif] [type] [os] | {output.cif}\n\n"));
+}
+
+TEST(Cli, ParameterEnergyAndBondValenceCommands) {
+    const std::string li3n = velmar_test::corpus("Li3N_P6mmm_OBELiX.cif").string();
+    const std::string licoo2 = velmar_test::corpus("LiCoO2_R-3m_VESTA.cif").string();
+    auto r = run_velmar({"--print-ppt"});
+    EXPECT_EQ(r.out,
+              "Command: --print-ppt [input.cif] | {screening factor}.\n\n"
+              "Command: {screening factor}: a double in (0, 1)\n"
+              "Example: ./velmar.x --print-ppt Li2O.cif\n"
+              "         will trigger automatic calculation of screening factor.\n"
+              "Example: ./velmar.x --print-ppt Li2O.cif 0.72.\n"
+              "         will use provided screening factor 0.72.\n");
+    r = run_velmar({"--print-ppt", li3n, "0.72"});
+    EXPECT_TRUE(r.out.ends_with("PPT: screening factor = 0.720000\n"));
+    EXPECT_EQ(run_velmar({"--cal-tot-en", li3n, "abc"}).err, "Error: wrong parameter sf.\n");
+    r = run_velmar({"--cal-tot-en", li3n, "0.7"});
+    EXPECT_NE(r.out.find("Message: total energy = -"), std::string::npos);
+    // Formal charges: Li3N is neutral; LiCoO2 read without states takes Co2+ and is not.
+    EXPECT_TRUE(
+        run_velmar({"--cal-charge", li3n}).out.ends_with("Total charge per unit cell: 0.000\n"));
+    EXPECT_TRUE(
+        run_velmar({"--cal-charge", licoo2}).out.ends_with("Total charge per unit cell: -3.000\n"));
+    r = run_velmar({"--print-ppt-full", li3n, "0.7", "Na", "1"});
+    EXPECT_NE(r.out.find("PPT: conducting species = Na(1)\n"), std::string::npos);
+
+    r = run_velmar({"--cal-bv", li3n});
+    EXPECT_NE(r.out.find("BV:    Li0 Li1+  1.000  0."), std::string::npos);
+    EXPECT_NE(r.out.find("BV:     N2  N3-  1.000 -2."), std::string::npos);
+    EXPECT_NE(r.out.find("GII: Global instability index = "), std::string::npos);
+    EXPECT_EQ(r.err, "");
+    r = run_velmar({"--cal-bv-gui", li3n});
+    EXPECT_NE(r.out.find("Printing bond valence sum of each site for Velmar-GUI\n"
+                         "> Label [  X     Y     Z  ] : BV_sum\n"
+                         ">   Li0 [0.333 0.667 0.000] : 0."),
+              std::string::npos);
+    r = run_velmar({"--cal-bv-type", licoo2, "Co", "2", "O", "-2"});
+    EXPECT_EQ(r.out.find("Li1+"), std::string::npos);
+    EXPECT_NE(r.out.find(" Co2+ "), std::string::npos);
+    EXPECT_EQ(run_velmar({"--cal-bv-type", licoo2, "Co", "x", "O", "-2"}).err,
+              "Error: wrong parameter os1.\n");
+    EXPECT_NE(run_velmar({"--cal-gii", li3n}).out.find("GII: suggested stability: "),
+              std::string::npos);
+
+    // Text mode: the same structure given as words on the command line.
+    std::vector<std::string> words{"--text-cal-bv", "-:text"};
+    const std::string text = velmar_test::read_file(li3n);
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos) end = text.size();
+        std::istringstream line(text.substr(start, end - start));
+        for (std::string word; line >> word;) words.push_back(word);
+        words.push_back("-:nl");
+        start = end + 1;
+    }
+    r = run_velmar(words);
+    EXPECT_EQ(r.err, "");
+    const auto from_file = run_velmar({"--cal-bv", li3n});
+    EXPECT_EQ(r.out.substr(r.out.find("BV:")), from_file.out.substr(from_file.out.find("BV:")));
+    EXPECT_EQ(run_velmar({"--text-cal-bv"}).err, "Error: not enough arguments.\n");
+    EXPECT_EQ(
+        run_velmar({"--text-cal-bv", "a", "b"}).err,
+        "Error: text-mode key phrase not found.\nError: velmar_cmd_opt_cat_tail() returns NULL.\n");
 }
 
 TEST(Cli, CommandsOfLaterSubsystemsSayTheyAreNotAvailable) {
