@@ -52,4 +52,5 @@ cd "$demo"
 set -x
 "$build/velmar.x" --version
 "$build/velmar.x" --print-cell Li3N.cif
-"$build/velmar.x" --cal-sym Li3N.cif
+"$build/velmar.x" --print-ppt Li3N.cif
+"$build/velmar.x" --cal-bv Li3N.cif
