@@ -1,7 +1,10 @@
 // Binning of periodic images.
 #include "velmar-image-grid.h"
 
+#include "velmar-la.h"
+
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace velmar {
@@ -47,8 +50,12 @@ void ImageGrid::build(const VELMAR_CELL &cell, const int n[3], const double lo[3
         box_hi[r] = hi[r] + reach_;
         origin_[r] = box_lo[r];
     }
-    // Bins of a quarter of the reach; coarser when that would make too many.
-    size_ = reach_ / 4.0;
+    // Bins of half the reach, or wider for sparse atoms (about 2.5 atoms a bin), so that a query
+    // neither visits many empty bins nor many atoms out of reach; coarser still when there would be
+    // too many bins.
+    const double volume = std::fabs(velmar_matrix33_double_determinant(cell.a));
+    const double per_atom = volume / static_cast<double>(cell.total);
+    size_ = std::max(reach_ / 2.0, std::cbrt(2.5 * per_atom));
     size_t total_bins = 0;
     while (true) {
         total_bins = 1;
@@ -59,6 +66,7 @@ void ImageGrid::build(const VELMAR_CELL &cell, const int n[3], const double lo[3
         if (total_bins <= kMaxBins) break;
         size_ *= 2.0;
     }
+    inverse_ = 1.0 / size_;
     // Two passes over the images: count per bin, then place (a counting sort that keeps the
     // order of the images within a bin).
     const auto for_each_image = [&](auto &&use) {

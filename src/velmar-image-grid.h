@@ -5,6 +5,7 @@
 #ifndef VELMAR_IMAGE_GRID_H
 #define VELMAR_IMAGE_GRID_H
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -38,25 +39,30 @@ class ImageGrid {
     template <class Visit>
     void visit(const double x[3], Visit visit_point) const {
         const double reach2 = reach_ * reach_;
-        int lo[2];
-        int hi[2];
-        for (int r = 0; r < 2; ++r) {
-            lo[r] = bin_of(x[r] - reach_, r);
-            hi[r] = bin_of(x[r] + reach_, r);
+        const int i0 = bin_of(x[0] - reach_, 0);
+        const int i1 = bin_of(x[0] + reach_, 0);
+        const int j0 = bin_of(x[1] - reach_, 1);
+        const int j1 = bin_of(x[1] + reach_, 1);
+        // Squared distances from x to each column of bins along the second axis.
+        double gy2[kMaxSpan];
+        const int span = std::min(j1 - j0 + 1, kMaxSpan);
+        for (int j = 0; j < span; ++j) {
+            const double g = gap(x[1], j0 + j, 1);
+            gy2[j] = g * g;
         }
-        for (int i = lo[0]; i <= hi[0]; ++i) {
+        for (int i = i0; i <= i1; ++i) {
             const double gx = gap(x[0], i, 0);
-            for (int j = lo[1]; j <= hi[1]; ++j) {
-                const double gy = gap(x[1], j, 1);
-                const double left = reach2 - gx * gx - gy * gy;
+            const double left_x = reach2 - gx * gx;
+            const size_t plane = static_cast<size_t>(i) * bins_[1];
+            for (int j = j0; j <= j1; ++j) {
+                const double left = left_x - (j - j0 < span ? gy2[j - j0] : 0.0);
                 if (left < 0.0) continue;  // the whole column of bins is out of reach
                 const double half = std::sqrt(left);
                 const int k0 = bin_of(x[2] - half, 2);
                 const int k1 = bin_of(x[2] + half, 2);
-                const size_t row = (static_cast<size_t>(i) * bins_[1] + j) * bins_[2];
-                const size_t first = start_[row + k0];
+                const size_t row = (plane + j) * bins_[2];
                 const size_t last = start_[row + k1 + 1];
-                for (size_t p = first; p < last; ++p) visit_point(points_[p]);
+                for (size_t p = start_[row + k0]; p < last; ++p) visit_point(points_[p]);
             }
         }
     }
@@ -64,8 +70,13 @@ class ImageGrid {
   private:
     void build(const VELMAR_CELL &cell, const int n[3], const double lo[3], const double hi[3]);
     int clamp(int b, int r) const { return b < 0 ? 0 : (b >= bins_[r] ? bins_[r] - 1 : b); }
+    // The bin along axis r that holds coordinate x, clamped to the grid (truncation is floor for
+    // the values that are not clamped).
     int bin_of(double x, int r) const {
-        return clamp(static_cast<int>(std::floor((x - origin_[r]) / size_)), r);
+        const double t = (x - origin_[r]) * inverse_;
+        if (!(t > 0.0)) return 0;
+        if (t >= bins_[r]) return bins_[r] - 1;
+        return static_cast<int>(t);
     }
     // Distance along axis r from x to bin b (0 inside it).
     double gap(double x, int b, int r) const {
@@ -78,7 +89,9 @@ class ImageGrid {
     bool ok_ = false;
     int32_t shifts_ = 0;
     double reach_ = 0.0;
-    double size_ = 1.0;  // bin edge
+    static constexpr int kMaxSpan = 64;  // bins across a query; wider spans read no column gap
+    double size_ = 1.0;                  // bin edge
+    double inverse_ = 1.0;               // 1 / size_
     double origin_[3] = {};
     int bins_[3] = {1, 1, 1};
     std::vector<size_t> start_;  // first point of each bin (bins in i, j, k order), and the end
