@@ -10,13 +10,9 @@ void not_available() { std::fputs("Error: command not available in this build.\n
 
 }  // namespace
 
-void velmar_cmd_opt_do_print_cube(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gen_gin_lib(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gen_gin_eam(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gen_gin(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_gen_cube(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_gen_cube_gii(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_gen_cube_tot(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_cal_cn(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_cal_cn_atom(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_cal_cn_type(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }

@@ -149,6 +149,77 @@ inline double strain_derivative(const VELMAR_CELL &cell, const VELMAR_PROPERTY &
     return sum * 7.19982;
 }
 
+// Site energy of the test ion at cartesian p as the plain loop over every atom that is not ignored
+// and every image within the documented ranges.
+inline double site_energy(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt, const double p[3]) {
+    const int c = ppt.conducting;
+    double reach = 10.0;
+    for (int i = 0; i < ppt.total; ++i)
+        for (int j = 0; j < ppt.total; ++j) reach = std::max(reach, ppt.bin[i][j].cutoff);
+    int m[3];
+    for (int r = 0; r < 3; ++r) m[r] = static_cast<int>(reach / cell.parameter[r] + 2.0);
+    double bonding = 0.0;
+    double coulomb = 0.0;
+    for (int32_t a = 0; a < cell.total; ++a) {
+        const VELMAR_ATOM &s = cell.atom[a];
+        if (s.ignored) continue;
+        const int t = velmar_property_find_index(&ppt, s.type, s.os);
+        const VELMAR_PROPERTY_BINARY &rec = ppt.os[c] < 0 ? ppt.bin[t][c] : ppt.bin[c][t];
+        for (int u = -m[0]; u <= m[0]; ++u)
+            for (int v = -m[1]; v <= m[1]; ++v)
+                for (int w = -m[2]; w <= m[2]; ++w) {
+                    double d2 = 0.0;
+                    for (int r = 0; r < 3; ++r) {
+                        const double x =
+                            u * cell.a[0][r] + v * cell.a[1][r] + w * cell.a[2][r] + s.x[r];
+                        d2 += (x - p[r]) * (x - p[r]);
+                    }
+                    const double d = std::sqrt(d2);
+                    const int product = ppt.os[c] * ppt.os[t];
+                    if (product < 0 && d <= rec.cutoff) {
+                        bonding +=
+                            s.occ * (d <= rec.r_bc ? velmar_pseudopotential_energy_bonding(
+                                                         d, rec.a2, rec.a1, rec.a0)
+                                                   : velmar_energy_bonding_with_energy_shift(
+                                                         d, rec.d0, rec.rmin, rec.b, rec.en_s));
+                    } else if (product > 0 && d <= 10.0) {
+                        coulomb +=
+                            s.occ * (d <= rec.r_cc ? velmar_pseudopotential_energy_coulombic(
+                                                         d, rec.a2, rec.a1, rec.a0)
+                                                   : velmar_energy_coulombic(
+                                                         d, ppt.uni[t].q * ppt.uni[c].q,
+                                                         ppt.sf * (ppt.uni[t].rc + ppt.uni[c].rc)));
+                    }
+                }
+    }
+    const double e = (bonding + coulomb) * 14.39964;
+    return e > 999.9 ? 999.9 : e;
+}
+
+// The whole site-energy cube as the sequential visit makes it: voxels in order i, j, k, each
+// computed when it holds no value yet and spread to its images under the (discrete) cards.
+inline std::vector<double> site_energy_cube(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt,
+                                            const VELMAR_SYMMETRY &symmetry, const long n[3],
+                                            const double a_i[3][3]) {
+    std::vector<double> en(static_cast<size_t>(n[0] * n[1] * n[2]), 0.0);
+    for (long i = 0; i < n[0]; ++i)
+        for (long j = 0; j < n[1]; ++j)
+            for (long k = 0; k < n[2]; ++k) {
+                const long v[3] = {i, j, k};
+                if (std::fabs(en[static_cast<size_t>((i * n[1] + j) * n[2] + k)]) > 1e-7) continue;
+                double p[3];
+                for (int r = 0; r < 3; ++r) p[r] = i * a_i[0][r] + j * a_i[1][r] + k * a_i[2][r];
+                const double e = site_energy(cell, ppt, p);
+                for (int c = 0; c < symmetry.total; ++c) {
+                    long w[3];
+                    velmar_card_transform_vector3_long(w, v, n, &symmetry.card[c]);
+                    double &slot = en[static_cast<size_t>((w[0] * n[1] + w[1]) * n[2] + w[2])];
+                    if (slot <= 1e-7) slot = e;
+                }
+            }
+    return en;
+}
+
 // Bond-valence sums of the flagged sites as the plain loop over every atom and image.
 inline std::vector<double> bv_sums(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt) {
     double reach = 0.0;

@@ -185,6 +185,59 @@ TEST(Cli, ParameterEnergyAndBondValenceCommands) {
         "Error: text-mode key phrase not found.\nError: velmar_cmd_opt_cat_tail() returns NULL.\n");
 }
 
+TEST(Cli, LandscapeCommands) {
+    velmar_test::ScratchDir dir;
+    fs::copy_file(velmar_test::corpus("Li3N_P6mmm_OBELiX.cif"), dir / "Li3N.cif");
+    fs::copy_file(velmar_test::corpus("LLZO_cubic_Ia-3d_partial_Li_VESTA.cif"), dir / "llzo.cif");
+    auto r = run_velmar({"--gen-cube", "Li3N.cif", "Li"}, dir.path());
+    EXPECT_TRUE(
+        r.out.starts_with("Command: --gen-cube [input.cif] [type] [os] | {sf} {resolution} "
+                          "{flag:ignore_conducting_ion} {flag:periodic} {flag:skip_mix_occ} "
+                          "{output_name}\n\nCommand: [type] the element type of conducting ion"));
+    EXPECT_TRUE(r.out.ends_with("Example: ./velmar.x --gen-cube Li2O.cif Li 1 0.71 0.05 f t\n"));
+    EXPECT_EQ(run_velmar({"--gen-cube", "Li3N.cif", "Li", "x"}, dir.path()).err,
+              "Error: wrong parameter conducting os.\n");
+    EXPECT_EQ(run_velmar({"--gen-cube", "Li3N.cif", "Li", "1", "y"}, dir.path()).err,
+              "Error: wrong parameter screening factor.\n");
+
+    // Default names: the whole input name plus .cube; for the GII landscape the name up to its dot.
+    r = run_velmar({"--gen-cube", "Li3N.cif", "Li", "1", "0", "0.3"}, dir.path());
+    EXPECT_EQ(r.err, "");
+    EXPECT_NE(r.out.find("Message: ignoring all Li1+ ions during cube generation.\n"),
+              std::string::npos);
+    EXPECT_NE(r.out.find("Message: cube file saved to Li3N.cif.cube.\n"), std::string::npos);
+    r = run_velmar({"--gen-cube-gii", "Li3N.cif", "Li", "1", "0.6", "0.3"}, dir.path());
+    EXPECT_NE(r.out.find("Message: cube_by_gii has been generated successfully.\n"),
+              std::string::npos);
+    EXPECT_TRUE(fs::exists(dir / "Li3N.cube"));
+    r = run_velmar({"--print-cube", "Li3N.cube", "t"}, dir.path());
+    EXPECT_NE(r.out.find("CUBE: cube size = 24 * 24 * 24\n"), std::string::npos);
+    EXPECT_NE(r.out.find("CELL: [  3]ATOM: name=      ;type= N;os=-3;"), std::string::npos);
+
+    // From ten words on, a periodic flag of t also asks to skip partially occupied sites.
+    r = run_velmar({"--gen-cube", "llzo.cif", "Li", "1", "0.6", "0.6", "t", "t", "f", "out.cube"},
+                   dir.path());
+    EXPECT_NE(r.out.find("Cube file generation will be skipped.\n"), std::string::npos);
+    // Partial Li sites: resolved at random in a supercell written beside, then computed in P 1.
+    r = run_velmar({"--gen-cube", "llzo.cif", "Li", "1", "0.6", "0.6"}, dir.path());
+    EXPECT_NE(r.out.find("Message: partial occupancy at conducting sites detected. Cube will be "
+                         "generated based on an asigned supercell.\n"),
+              std::string::npos);
+    const auto assigned = velmar_test::load_cif_file(dir / "llzo_assigned.cif");
+    ASSERT_EQ(assigned.status, 0);
+    for (int32_t a = 0; a < assigned.cell->total; ++a) EXPECT_EQ(assigned.cell->atom[a].occ, 1.0);
+    r = run_velmar({"--print-cube", "llzo.cif.cube"}, dir.path());
+    EXPECT_NE(r.out.find("CUBE: cube size = 24 * 24 * 24\n"), std::string::npos);
+    EXPECT_NE(r.out.find("CELL: total atom: " + std::to_string(assigned.cell->total) + "\n"),
+              std::string::npos);
+    // The total-energy command always skips partially occupied conducting sites.
+    r = run_velmar({"--gen-cube-tot", "llzo.cif", "Li", "1"}, dir.path());
+    EXPECT_NE(r.out.find("Cube file generation will be skipped.\n"), std::string::npos);
+    EXPECT_FALSE(fs::exists(dir / "llzo.cube"));
+    EXPECT_EQ(run_velmar({"--print-cube", "none.cube"}, dir.path()).err,
+              "Error: velmar_cube_import_from_file() returns non-zero.\n");
+}
+
 TEST(Cli, CommandsOfLaterSubsystemsSayTheyAreNotAvailable) {
     const auto r = run_velmar({"--kmc", "Li3N.cif", "Li3N.cif.cube"});
     EXPECT_EQ(r.status, 0);

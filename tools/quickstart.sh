@@ -51,6 +51,5 @@ cp "$root/examples/Li3N.cif" "$demo/"
 cd "$demo"
 set -x
 "$build/velmar.x" --version
-"$build/velmar.x" --print-cell Li3N.cif
-"$build/velmar.x" --print-ppt Li3N.cif
-"$build/velmar.x" --cal-bv Li3N.cif
+"$build/velmar.x" --gen-cube Li3N.cif Li 1
+"$build/velmar.x" --print-cube Li3N.cif.cube
