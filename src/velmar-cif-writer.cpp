@@ -61,7 +61,7 @@ std::string block_name(const char *filename) {
 VELMAR_TEXT *velmar_cell_export_cif_to_text(const VELMAR_CELL *cell,
                                             const VELMAR_SYMMETRY *symmetry, int mode,
                                             const char *block) {
-    if (cell == nullptr || cell->total < 1 || cell->atom == nullptr || symmetry == nullptr ||
+    if (cell == nullptr || (cell->total > 0 && cell->atom == nullptr) || symmetry == nullptr ||
         symmetry->total < 1 || symmetry->card == nullptr) {
         std::fputs("Error: VELMAR_CELL or VELMAR_SYMMETRY has not been properly initialized.\n",
                    stderr);
@@ -108,6 +108,12 @@ VELMAR_TEXT *velmar_cell_export_cif_to_text(const VELMAR_CELL *cell,
         append(out, "%d '%s'\n", c + 1, text);
     }
 
+    if (atoms.empty()) {
+        // Nothing to list (a landscape without critical points, say): no atom loops.
+        VELMAR_TEXT *text = velmar_text_new(out.c_str());
+        if (text == nullptr) VELMAR_ERROR_NULL(velmar_text_new);
+        return text;
+    }
     out += "loop_\n_atom_type_symbol\n_atom_type_oxidation_number\n";
     std::vector<std::string> symbols;
     for (const VELMAR_ATOM *atom : atoms) {

@@ -20,9 +20,6 @@ void velmar_cmd_opt_do_cal_cn_bv(const VELMAR_CMD_OPT * /*opt*/) { not_available
 void velmar_cmd_opt_do_rx_sd(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_rx_neb(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_rx_neb_images(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_fft(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_fft_cubes(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_fp_map(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gh(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_kmc(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_sites(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }

@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "velmar-cif.h"
+#include "velmar-landscape.h"
 #include "velmar-text.h"
 
 namespace velmar_test {
@@ -155,5 +156,39 @@ Loaded load_cif_file(const std::filesystem::path &path) {
 
 std::filesystem::path velmar_exe() { return VELMAR_EXE; }
 std::filesystem::path source_dir() { return VELMAR_SOURCE_DIR; }
+
+Landscape landscape(const char *file, double resolution, bool ignore, bool gii) {
+    Landscape l;
+    l.loaded = load_cif_file(corpus(file));
+    const std::string unitary = database("database_unitary.dat");
+    const std::string binary = database("database_binary.dat");
+    capture([&] {
+        l.ppt.reset(velmar_property_import_from_cell(l.loaded.cell.get(), "Li", 1, -1.0,
+                                                     unitary.c_str(), binary.c_str()));
+        VELMAR_CELL *cell = l.loaded.cell.get();
+        VELMAR_SYMMETRY *symmetry = l.loaded.symmetry.get();
+        l.cube.reset(
+            gii ? velmar_cube_by_gii_calculate(cell, symmetry, l.ppt.get(), resolution, ignore)
+                : velmar_cube_calculate(cell, symmetry, l.ppt.get(), resolution, ignore));
+    });
+    return l;
+}
+
+CubePtr fractional_cube(const int32_t n[3], const double lengths[3],
+                        const std::function<double(double, double, double)> &fn) {
+    CubePtr cube(velmar_cube_new(n[0], n[1], n[2]), velmar_cube_free);
+    for (int r = 0; r < 3; ++r) {
+        cube->a[r][r] = lengths[r];
+        cube->a_i[r][r] = lengths[r] / n[r];
+    }
+    for (int i = 0; i < n[0]; ++i) {
+        for (int j = 0; j < n[1]; ++j) {
+            for (int k = 0; k < n[2]; ++k) {
+                cube->en[i][j][k] = fn(double(i) / n[0], double(j) / n[1], double(k) / n[2]);
+            }
+        }
+    }
+    return cube;
+}
 
 }  // namespace velmar_test

@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "velmar-cell.h"
+#include "velmar-cube.h"
+#include "velmar-property.h"
 #include "velmar-symmetry.h"
 
 namespace velmar_test {
@@ -61,6 +63,21 @@ Loaded load_cif_text(const std::string &text);
 Loaded load_cif_file(const std::filesystem::path &path);
 std::filesystem::path corpus(const std::string &name);
 std::string database(const std::string &name);
+
+// The site-energy (or GII) landscape of Li+ in a corpus structure, with the structure and table.
+struct Landscape {
+    Loaded loaded;
+    std::unique_ptr<VELMAR_PROPERTY, void (*)(VELMAR_PROPERTY *)> ppt{nullptr,
+                                                                      velmar_property_free};
+    std::unique_ptr<VELMAR_CUBE, void (*)(VELMAR_CUBE *)> cube{nullptr, velmar_cube_free};
+};
+Landscape landscape(const char *file, double resolution, bool ignore, bool gii = false);
+
+// A cube over an orthogonal cell of the given edge lengths (A) with n voxels per edge; voxel
+// (i, j, k) holds fn at fractional position (i / n0, j / n1, k / n2).
+using CubePtr = std::unique_ptr<VELMAR_CUBE, void (*)(VELMAR_CUBE *)>;
+CubePtr fractional_cube(const int32_t n[3], const double lengths[3],
+                        const std::function<double(double, double, double)> &fn);
 
 std::string read_file(const std::filesystem::path &path);
 void write_file(const std::filesystem::path &path, const std::string &content);

@@ -24,31 +24,8 @@ using velmar_test::capture;
 using velmar_test::corpus;
 using velmar_test::database;
 using Cube = velmar::Owned<VELMAR_CUBE, velmar_cube_free>;
-using Table = velmar::Owned<VELMAR_PROPERTY, velmar_property_free>;
-
-struct Landscape {
-    velmar_test::Loaded loaded;
-    Table ppt;
-    Cube cube;
-};
-
-// The site-energy (or GII) landscape of Li+ in a corpus structure at a coarse resolution.
-Landscape landscape(const char *file, double resolution, bool ignore, bool gii = false) {
-    Landscape l;
-    l.loaded = velmar_test::load_cif_file(corpus(file));
-    const std::string unitary = database("database_unitary.dat");
-    const std::string binary = database("database_binary.dat");
-    capture([&] {
-        l.ppt.reset(velmar_property_import_from_cell(l.loaded.cell.get(), "Li", 1, -1.0,
-                                                     unitary.c_str(), binary.c_str()));
-        l.cube.reset(gii ? velmar_cube_by_gii_calculate(l.loaded.cell.get(),
-                                                        l.loaded.symmetry.get(), l.ppt.get(),
-                                                        resolution, ignore)
-                         : velmar_cube_calculate(l.loaded.cell.get(), l.loaded.symmetry.get(),
-                                                 l.ppt.get(), resolution, ignore));
-    });
-    return l;
-}
+using velmar_test::Landscape;
+using velmar_test::landscape;
 
 std::string printed(double v) {
     char text[32];
