@@ -14,6 +14,7 @@
 #include <functional>
 #include <string>
 
+#include "bench-support.h"
 #include "oracles.h"
 #include "velmar-bv.h"
 #include "velmar-cell-geometry.h"
@@ -25,6 +26,8 @@
 #include "velmar.h"
 
 namespace {
+
+using velmar_bench::quietly;
 
 using Clock = std::chrono::steady_clock;
 
@@ -39,19 +42,6 @@ double seconds_per_call(const std::function<void()> &fn, double min_seconds) {
         elapsed = std::chrono::duration<double>(Clock::now() - start).count();
     } while (elapsed < min_seconds);
     return elapsed / calls;
-}
-
-// Runs fn with standard output sent to /dev/null (the search reports every step).
-void quietly(const std::function<void()> &fn) {
-    std::fflush(stdout);
-    const int saved = dup(STDOUT_FILENO);
-    const int null = open("/dev/null", O_WRONLY);
-    dup2(null, STDOUT_FILENO);
-    close(null);
-    fn();
-    std::fflush(stdout);
-    dup2(saved, STDOUT_FILENO);
-    close(saved);
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "bench-support.h"
 #include "oracles.h"
 #include "velmar-cell-ops.h"
 #include "velmar-cif.h"
@@ -27,6 +28,8 @@
 
 namespace {
 
+using velmar_bench::quietly;
+
 using Clock = std::chrono::steady_clock;
 using CellPtr = velmar::Owned<VELMAR_CELL, velmar_cell_free>;
 using SymmetryPtr = velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free>;
@@ -34,18 +37,6 @@ using TablePtr = velmar::Owned<VELMAR_PROPERTY, velmar_property_free>;
 using CubePtr = velmar::Owned<VELMAR_CUBE, velmar_cube_free>;
 
 const std::string kSource = VELMAR_SOURCE_DIR;
-
-void quietly(const std::function<void()> &fn) {
-    std::fflush(stdout);
-    const int saved = dup(STDOUT_FILENO);
-    const int null = open("/dev/null", O_WRONLY);
-    dup2(null, STDOUT_FILENO);
-    close(null);
-    fn();
-    std::fflush(stdout);
-    dup2(saved, STDOUT_FILENO);
-    close(saved);
-}
 
 double seconds_since(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();

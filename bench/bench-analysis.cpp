@@ -1,0 +1,239 @@
+// Landscape analyses at 96^3 and 196^3 voxels: time and peak memory of the Fourier analysis as
+// the commands run it (one derivative at a time) against the full record with its thirteen complex
+// grids, and of the compact flow-path map against the plain one with the documented per-voxel
+// record (neighbour pointers, integer labels, branch pointers). Each run is a child process of its
+// own, so that its peak resident memory is its own; the files each pair writes must be identical.
+//
+// Landscapes: a smooth periodic field of random plane waves (96^3, 196^3) and the site-energy
+// landscape of Li+ in the ordered garnet (96^3, 192^3, the largest grid the landscape command
+// makes).
+//
+//   build/bench/bench-analysis [scratch directory, default /tmp]
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "bench-support.h"
+#include "oracle-fpmap.h"
+#include "velmar-cif-writer.h"
+#include "velmar-cif.h"
+#include "velmar-cube-file.h"
+#include "velmar-fft.h"
+#include "velmar-fftdot.h"
+#include "velmar-fpcube.h"
+#include "velmar-landscape.h"
+#include "velmar-property.h"
+#include "velmar.h"
+
+extern char **environ;
+
+namespace {
+
+using velmar_bench::quietly;
+
+using Clock = std::chrono::steady_clock;
+using CubePtr = velmar::Owned<VELMAR_CUBE, velmar_cube_free>;
+const std::string kSource = VELMAR_SOURCE_DIR;
+
+// A sum of 40 plane waves with wave vectors up to 3 per axis, fixed seed.
+CubePtr plane_waves(int32_t n) {
+    CubePtr cube(velmar_cube_new(n, n, n));
+    for (int r = 0; r < 3; ++r) {
+        cube->a[r][r] = 12.0;
+        cube->a_i[r][r] = 12.0 / n;
+    }
+    std::mt19937 gen(7);
+    std::uniform_int_distribution<int> wave(-3, 3);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    struct Mode {
+        int k[3];
+        double amplitude, phase;
+    };
+    std::vector<Mode> modes(40);
+    for (Mode &m : modes) {
+        for (int &k : m.k) k = wave(gen);
+        m.amplitude = unit(gen);
+        m.phase = 6.283185307179586 * unit(gen);
+    }
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < n; ++j) {
+            for (int k = 0; k < n; ++k) {
+                double e = 0.0;
+                for (const Mode &m : modes) {
+                    e += m.amplitude *
+                         std::cos(6.283185307179586 * (m.k[0] * i + m.k[1] * j + m.k[2] * k) / n +
+                                  m.phase);
+                }
+                cube->en[i][j][k] = e;
+            }
+        }
+    }
+    return cube;
+}
+
+CubePtr garnet(double resolution) {
+    const std::string path = kSource + "/tests/data/corpus/LLZO_ordered_P1_oxnum_pymatgen.cif";
+    const std::string symcards = kSource + "/data/database_symcards.dat";
+    const std::string unitary = kSource + "/data/database_unitary.dat";
+    const std::string binary = kSource + "/data/database_binary.dat";
+    VELMAR_CELL *cell = nullptr;
+    VELMAR_SYMMETRY *symmetry = nullptr;
+    velmar_cell_import_cif_from_file(&cell, &symmetry, path.c_str(), symcards.c_str(),
+                                     unitary.c_str());
+    velmar::Owned<VELMAR_CELL, velmar_cell_free> c(cell);
+    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> s(symmetry);
+    velmar::Owned<VELMAR_PROPERTY, velmar_property_free> ppt(
+        velmar_property_import_from_cell(cell, "Li", 1, -1.0, unitary.c_str(), binary.c_str()));
+    return CubePtr(velmar_cube_calculate(cell, symmetry, ppt.get(), resolution, true));
+}
+
+// The plain Fourier analysis: the full record, every voxel read from it.
+int fft_record(const VELMAR_CUBE *cube, const std::string &base) {
+    velmar::Owned<VELMAR_FFT, velmar_fft_free> fft(velmar_fft_new_from_cube(cube));
+    if (!fft) return 1;
+    velmar::Owned<VELMAR_FFTDOT_LIST, velmar_fftdot_list_free> list(
+        velmar_fftdot_list_new_from_fft(fft.get()));
+    if (!list) return 1;
+    velmar::Owned<VELMAR_CELL, velmar_cell_free> cell(
+        velmar_fftdot_list_export_to_cell(list.get()));
+    velmar::Owned<VELMAR_TEXT, velmar_text_free> text(
+        velmar_fftdot_list_export_to_text(list.get()));
+    if (velmar_cell_export_cif_to_file((base + ".fft.cif").c_str(), cell.get(), 0) != 0) return 1;
+    return velmar_text_export_to_file(text.get(), (base + ".fft.txt").c_str());
+}
+
+int fp_record(const VELMAR_CUBE *cube, const std::string &file) {
+    auto cell = velmar_oracle::fp_map_cell(*cube, -0.1);
+    if (!cell) return 1;
+    return velmar_cell_export_cif_to_file(file.c_str(), cell.get(), 0);
+}
+
+// One measurement in this process: prints "seconds peak_kib".
+int measure(const std::string &what, const std::string &cube_file, const std::string &out) {
+    VELMAR_CUBE *raw = nullptr;
+    if (velmar_cube_import_from_file(&raw, nullptr, cube_file.c_str(), true, nullptr) != 0)
+        return 1;
+    CubePtr cube(raw);
+    const auto start = Clock::now();
+    int status = 1;
+    if (what == "fft") status = velmar_fft_analyze_export_to_file(cube.get(), -0.1, out.c_str());
+    if (what == "fft-plain") status = fft_record(cube.get(), out);
+    if (what == "fp")
+        status = velmar_fpcube_export_cif_to_file(cube.get(), -0.1, (out + ".fp.cif").c_str());
+    if (what == "fp-plain") status = fp_record(cube.get(), out + ".fp.cif");
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    std::fprintf(stderr, "RESULT %.3f %ld\n", seconds, usage.ru_maxrss);
+    return status;
+}
+
+struct Run {
+    double seconds = -1;
+    long peak_kib = -1;
+};
+
+// Runs one measurement as a child process; its output goes to log.
+Run spawn(const char *self, const std::string &what, const std::string &cube,
+          const std::string &out) {
+    const std::string log = out + "." + what + ".log";
+    std::vector<std::string> args = {self, "--one", what, cube, out};
+    std::vector<char *> argv;
+    for (auto &a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t pid = 0;
+    Run run;
+    if (posix_spawn(&pid, self, &actions, nullptr, argv.data(), environ) == 0) {
+        int status = 0;
+        waitpid(pid, &status, 0);
+        std::ifstream in(log);
+        std::string word;
+        while (in >> word) {
+            if (word == "RESULT") in >> run.seconds >> run.peak_kib;
+        }
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    return run;
+}
+
+std::string slurp(const std::string &file) {
+    std::ifstream in(file, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+bool same_files(const std::string &a, const std::string &b) {
+    const std::string x = slurp(a);
+    return !x.empty() && x == slurp(b);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    if (argc == 5 && std::string(argv[1]) == "--one") return measure(argv[2], argv[3], argv[4]);
+    const std::string dir = argc > 1 ? argv[1] : "/tmp";
+    std::filesystem::create_directories(dir + "/fast");
+    std::filesystem::create_directories(dir + "/plain");
+    struct Case {
+        const char *name;
+        std::function<CubePtr()> make;
+    };
+    const Case cases[] = {{"waves-96", [] { return plane_waves(96); }},
+                          {"waves-196", [] { return plane_waves(196); }},
+                          {"garnet-96", [] { return garnet(0.13); }},
+                          {"garnet-192", [] { return garnet(0.06); }}};
+    int status = 0;
+    std::printf("%-11s %-11s %-8s %9s %10s %9s %10s %7s %7s %s\n", "landscape", "grid", "analysis",
+                "fast_s", "fast_MiB", "plain_s", "plain_MiB", "time", "memory", "same");
+    for (const Case &c : cases) {
+        CubePtr cube;
+        quietly([&] { cube = c.make(); });
+        const std::string file = dir + "/bench-analysis-" + c.name + ".cube";
+        quietly(
+            [&] { velmar_cube_export_to_file(cube.get(), nullptr, nullptr, file.c_str(), true); });
+        char grid[32];
+        std::snprintf(grid, sizeof grid, "%dx%dx%d", cube->n[0], cube->n[1], cube->n[2]);
+        cube.reset();
+        // The same base name in two directories, so that the CIF data blocks match.
+        const std::string fast = dir + "/fast/bench-analysis";
+        const std::string plain = dir + "/plain/bench-analysis";
+        for (const char *analysis : {"fft", "fp"}) {
+            const std::string kind = analysis;
+            const Run a = spawn(argv[0], kind, file, fast);
+            const Run b = spawn(argv[0], kind + "-plain", file, plain);
+            const bool same = kind == "fft" ? same_files(fast + ".fft.cif", plain + ".fft.cif") &&
+                                                  same_files(fast + ".fft.txt", plain + ".fft.txt")
+                                            : same_files(fast + ".fp.cif", plain + ".fp.cif");
+            if (!same || a.seconds < 0 || b.seconds < 0) status = 1;
+            std::printf("%-11s %-11s %-8s %9.2f %10.0f %9.2f %10.0f %6.1fx %6.1fx %s\n", c.name,
+                        grid, kind == "fft" ? "fft" : "fp-map", a.seconds, a.peak_kib / 1024.0,
+                        b.seconds, b.peak_kib / 1024.0, b.seconds / a.seconds,
+                        static_cast<double>(b.peak_kib) / static_cast<double>(a.peak_kib),
+                        same ? "yes" : "NO");
+            std::fflush(stdout);
+        }
+        std::remove(file.c_str());
+    }
+    return status;
+}
