@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -57,7 +58,10 @@ class Spectrum {
     const fftw_complex *derivative(int order, const int *sub) {
         std::memcpy(work_.get(), transform_.get(), sizeof(fftw_complex) * size_);
         velmar::detail::fft_apply_derivative(work_.get(), n_, lengths_, order, sub);
-        if (!velmar::detail::fft_transform(result_.get(), work_.get(), n_, false)) return nullptr;
+        if (!velmar::detail::fft_transform(result_.get(), work_.get(), n_, false)) {
+            std::fputs("Error: velmar_fftcube_differentiate() returns NULL.\n", stderr);
+            return nullptr;
+        }
         return result_.get();
     }
 
@@ -78,7 +82,8 @@ bool cube_ready(const VELMAR_CUBE *cube) {
     return false;
 }
 
-// The critical points of a landscape, as velmar_fftdot_list_new_from_fft lists them.
+// The critical points of a landscape, as velmar_fftdot_list_new_from_fft lists them; NULL after
+// the error line of the step that failed.
 VELMAR_FFTDOT_LIST *critical_points(const VELMAR_CUBE &cube) {
     Spectrum spectrum;
     if (!spectrum.build(cube)) {
@@ -144,6 +149,7 @@ VELMAR_FFTDOT_LIST *critical_points(const VELMAR_CUBE &cube) {
         VELMAR_FFTDOT &dot = list->dot[list->total];
         if (velmar::detail::fftdot_fill_critical(&dot, x, cube.n, cube.a_i, en[v], g, kk) != 0) {
             std::fputs("Error: velmar_fftdot_read_from_fft() returns non-zero.\n", stderr);
+            VELMAR_ERROR_NULL(velmar_fftdot_list_new_from_fft);
             return nullptr;
         }
         if (dot.type == FFT_MIN || dot.type == FFT_SD1 || dot.type == FFT_SD2 ||
@@ -154,7 +160,10 @@ VELMAR_FFTDOT_LIST *critical_points(const VELMAR_CUBE &cube) {
     velmar_matrix33_double_copy(list->a, cube.a);
     velmar_matrix33_double_copy(list->a_i, cube.a_i);
     for (int r = 0; r < 3; ++r) list->n[r] = cube.n[r];
-    if (velmar::detail::fftdot_list_finish(list.get()) != 0) return nullptr;
+    if (velmar::detail::fftdot_list_finish(list.get()) != 0) {
+        VELMAR_ERROR_NULL(velmar_fftdot_list_new_from_fft);
+        return nullptr;
+    }
     return list.release();
 }
 
@@ -177,15 +186,19 @@ bool write_real(const VELMAR_CUBE &like, const double *values, const std::string
     return true;
 }
 
+int export_cubes(const VELMAR_CUBE &cube, const char *name);
+
 }  // namespace
 
 int velmar_fft_analyze_export_to_file(const VELMAR_CUBE *cube, double cap, const char *name) {
     if (!cube_ready(cube)) return 1;
-    velmar::Owned<VELMAR_FFTDOT_LIST, velmar_fftdot_list_free> list(critical_points(*cube));
-    if (!list) {
-        VELMAR_ERROR_NULL(velmar_fftdot_list_new_from_fft);
-        return 1;
+    velmar::Owned<VELMAR_FFTDOT_LIST, velmar_fftdot_list_free> list;
+    try {
+        list.reset(critical_points(*cube));
+    } catch (const std::bad_alloc &) {
+        std::fputs("Error: unable to allocate input array.\n", stderr);
     }
+    if (!list) return 1;
     if (cap > 0 && velmar_fftdot_list_filter(list.get(), cap) != 0) {
         VELMAR_ERROR_NONZERO(velmar_fftdot_list_filter);
         return 1;
@@ -216,6 +229,18 @@ int velmar_fft_analyze_export_to_file(const VELMAR_CUBE *cube, double cap, const
 
 int velmar_fft_analyze_export_cubes_to_file(const VELMAR_CUBE *cube, const char *name) {
     if (!cube_ready(cube)) return 1;
+    try {
+        return export_cubes(*cube, name);
+    } catch (const std::bad_alloc &) {
+        std::fputs("Error: unable to allocate input array.\n", stderr);
+        return 1;
+    }
+}
+
+namespace {
+
+int export_cubes(const VELMAR_CUBE &cube_ref, const char *name) {
+    const VELMAR_CUBE *cube = &cube_ref;
     Spectrum spectrum;
     if (!spectrum.build(*cube)) {
         std::fputs("Error: velmar_fft_new_from_cube() returns NULL.\n", stderr);
@@ -251,14 +276,10 @@ int velmar_fft_analyze_export_cubes_to_file(const VELMAR_CUBE *cube, const char 
             if (!write_real(*cube, real.data(), file)) return 1;
         }
     }
-    if (!write_real(*cube, laplacian.data(), base + ".fft.laplacian.cube")) {
-        std::fputs("Error: velmar_fft_laplacian() returns NULL.\n", stderr);
-        return 1;
-    }
+    if (!write_real(*cube, laplacian.data(), base + ".fft.laplacian.cube")) return 1;
     for (size_t v = 0; v < size; ++v) real[v] = std::sqrt(slope2[v]);
-    if (!write_real(*cube, real.data(), base + ".fft.slope.cube")) {
-        std::fputs("Error: velmar_fft_slope() returns NULL.\n", stderr);
-        return 1;
-    }
+    if (!write_real(*cube, real.data(), base + ".fft.slope.cube")) return 1;
     return 0;
 }
+
+}  // namespace

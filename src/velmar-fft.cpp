@@ -192,6 +192,12 @@ VELMAR_FFTCUBE *velmar_fftcube_differentiate_dft(const VELMAR_FFTCUBE *c, int or
         std::fputs("Error: order must be 1 or 2.\n", stderr);
         return nullptr;
     }
+    for (int t = 0; t < order; ++t) {
+        if (sub == nullptr || sub[t] < 0 || sub[t] > 2) {
+            std::fputs("Error: derivative directions must be 0, 1 or 2.\n", stderr);
+            return nullptr;
+        }
+    }
     VELMAR_FFTCUBE *out = velmar_fftcube_copy(c);
     if (out == nullptr) {
         VELMAR_ERROR_NULL(velmar_fftcube_copy);

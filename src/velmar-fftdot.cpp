@@ -127,7 +127,12 @@ VELMAR_FFTDOT *velmar_fftdot_new() {
 void velmar_fftdot_free(VELMAR_FFTDOT *dot) { std::free(dot); }
 
 int velmar_fftdot_read_from_fft(VELMAR_FFTDOT *dot, const VELMAR_FFT *fft, const long x_i[3]) {
-    if (dot == nullptr || fft == nullptr || fft->en == nullptr) {
+    bool complete = dot != nullptr && fft != nullptr && fft->en != nullptr;
+    for (int r = 0; complete && r < 3; ++r) {
+        complete = fft->f[r] != nullptr && fft->k[r][0] != nullptr && fft->k[r][1] != nullptr &&
+                   fft->k[r][2] != nullptr;
+    }
+    if (!complete) {
         std::fputs("Error: VELMAR_FFT has not been properly initialized.\n", stderr);
         return 1;
     }
@@ -152,6 +157,11 @@ int velmar_fftdot_read_from_fft(VELMAR_FFTDOT *dot, const VELMAR_FFT *fft, const
 }
 
 void velmar_fftdot_determine_type(VELMAR_FFTDOT *dot, const VELMAR_FFT *fft) {
+    if (dot == nullptr || fft == nullptr || fft->en == nullptr || fft->f[0] == nullptr ||
+        fft->f[1] == nullptr || fft->f[2] == nullptr) {
+        std::fputs("Error: VELMAR_FFT has not been properly initialized.\n", stderr);
+        return;
+    }
     const int32_t *n = fft->en->n;
     const long x[3] = {dot->x_i[0], dot->x_i[1], dot->x_i[2]};
     const auto slope_at = [fft](int64_t y) { return record_slope(fft, y); };

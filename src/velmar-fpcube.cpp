@@ -140,6 +140,7 @@ void velmar_fpcube_free(VELMAR_FPCUBE *fpcube) {
 }
 
 void velmar_fpcube_clear_type(VELMAR_FPCUBE *fpcube) {
+    if (fpcube == nullptr || fpcube->dot == nullptr) return;
     const int64_t size = static_cast<int64_t>(fpcube->n[0]) * fpcube->n[1] * fpcube->n[2];
     for (int64_t v = 0; v < size; ++v) fpcube->dot[v].type = FP_UND;
 }
@@ -301,6 +302,10 @@ void velmar_fphalf_list_free(VELMAR_FPHALF_LIST *list) {
 }
 
 VELMAR_FPHALF_LIST *velmar_fphalf_list_new(const VELMAR_FPCUBE *fpcube, const long x_i[3]) {
+    if (fpcube == nullptr || fpcube->dot == nullptr) {
+        std::fputs("Error: VELMAR_FPCUBE has not been properly initialized.\n", stderr);
+        return nullptr;
+    }
     const VELMAR_FPDOT *saddle = dot_at(const_cast<VELMAR_FPCUBE *>(fpcube), x_i);
     if (saddle->type != FP_SAD) {
         std::fprintf(stderr, "Error: dot (%4ld, %4ld, %4ld) is not a saddle point.\n",
@@ -320,6 +325,7 @@ VELMAR_FPHALF_LIST *velmar_fphalf_list_new(const VELMAR_FPCUBE *fpcube, const lo
         return nullptr;
     }
     list->total = saddle->total_dn;
+    list->fpcube = fpcube;
     const auto start = static_cast<int32_t>(saddle - fpcube->dot);
     for (int h = 0; h < saddle->total_dn; ++h) {
         VELMAR_FPHALF &half = list->half[h];
@@ -410,6 +416,7 @@ VELMAR_FPHALF_LIST *velmar_fphalf_list_new_from_fpcube(const VELMAR_FPCUBE *fpcu
             return nullptr;
         }
     }
+    master->fpcube = fpcube;
     std::printf("Message: VELMAR_FPCUBE successfully generated containing %ld paths.\n",
                 static_cast<long>(master->total));
     return master.release();
@@ -437,6 +444,7 @@ int velmar_fphalf_list_filter(VELMAR_FPHALF_LIST *list, double en) {
 }
 
 void velmar_fphalf_list_label_path(const VELMAR_FPHALF_LIST *list, VELMAR_FPCUBE *fpcube) {
+    if (list == nullptr || fpcube == nullptr || fpcube->dot == nullptr) return;
     for (int32_t h = 0; h < list->total; ++h) {
         const VELMAR_FPHALF &half = list->half[h];
         for (int32_t d = 0; d < half.total; ++d) {

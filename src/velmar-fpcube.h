@@ -49,6 +49,7 @@ struct VELMAR_FPHALF {
 struct VELMAR_FPHALF_LIST {
     int32_t total;
     VELMAR_FPHALF *half;
+    const VELMAR_FPCUBE *fpcube;  // the map whose dots the halves index (not owned)
 };
 
 VELMAR_FPCUBE *velmar_fpcube_new(long n0, long n1, long n2);

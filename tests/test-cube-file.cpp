@@ -151,23 +151,19 @@ TEST(CubeFile, MalformedFilesAreRefused) {
     capture([&] { velmar_cube_export_to_file(cube.get(), nullptr, nullptr, good.c_str(), true); });
     const std::string text = velmar_test::read_file(good);
     const std::string head = "noname\r\n\r\n   0 0 0 0\r\n";
-    const std::string
-        cases
-            [] =
-                {
-                    text.substr(0, text.size() / 2),                           // truncated values
-                    text.substr(0, 30),                                        // truncated header
-                    head + "   0 1 0 0\r\n   3 0 1 0\r\n   2 0 0 1\r\n",       // zero count
-                    head + "  -4 1 0 0\r\n   3 0 1 0\r\n   2 0 0 1\r\n1\r\n",  // negative count
-                    head +
-                        "   2 1 0 0\r\n   2 0 1 0\r\n   2 0 0 1\r\n1 2 3 4 5 6 7\r\n",  // too few
-                                                                                        // values
-                    head + "   1 1 0 0\r\n   1 0 1 0\r\n   1 0 0 1\r\nnan\r\n",    // not a number
-                    head + "9999999 1 0 0\r\n9999999 0 1 0\r\n9999999 0 0 1\r\n",  // absurd size
-                    "noname\r\n\r\n  99 0 0 0\r\n   1 1 0 0\r\n   1 0 1 0\r\n   1 0 0 1\r\n3 0 0 "
-                    "0\r\n",  // atoms
-                    "",
-                };
+    const std::string cases[] = {
+        text.substr(0, text.size() / 2),                                       // truncated values
+        text.substr(0, 30),                                                    // truncated header
+        head + "   0 1 0 0\r\n   3 0 1 0\r\n   2 0 0 1\r\n",                   // zero count
+        head + "  -4 1 0 0\r\n   3 0 1 0\r\n   2 0 0 1\r\n1\r\n",              // negative count
+        head + "   2 1 0 0\r\n   2 0 1 0\r\n   2 0 0 1\r\n1 2 3 4 5 6 7\r\n",  // too few
+                                                                               // values
+        head + "   1 1 0 0\r\n   1 0 1 0\r\n   1 0 0 1\r\nnan\r\n",            // not a number
+        head + "9999999 1 0 0\r\n9999999 0 1 0\r\n9999999 0 0 1\r\n",          // absurd size
+        "noname\r\n\r\n  99 0 0 0\r\n   1 1 0 0\r\n   1 0 1 0\r\n   1 0 0 1\r\n3 0 0 "
+        "0\r\n",  // atoms
+        "",
+    };
     int index = 0;
     for (const std::string &content : cases) {
         const std::string path = (dir / ("bad" + std::to_string(index++) + ".cube")).string();

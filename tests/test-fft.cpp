@@ -104,6 +104,39 @@ TEST(Fft, DerivativesOfCosineFieldsAreTheAnalyticOnes) {
     }
 }
 
+// The factor a single coefficient at wave index m along axis 0 receives: the Nyquist term (m = n/2,
+// n even) is dropped for first and mixed derivatives and kept for pure second ones; for odd n the
+// first derivative counts m = n/2 as negative, the second-order ones as positive.
+TEST(Fft, DerivativeFactorsFollowTheNyquistRules) {
+    const auto factor = [](int32_t n, int m, int order, const int *sub) {
+        velmar::Owned<VELMAR_FFTCUBE, velmar_fftcube_free> c(velmar_fftcube_new(n, 1, 3));
+        c->a[0][0] = 2.0;
+        c->a[1][1] = 1.0;
+        c->a[2][2] = 1.0;
+        c->value[m * 3 + 1][0] = 1.0;  // (m, 0, 1): wave index 1 along axis 2 for the mixed case
+        velmar::Owned<VELMAR_FFTCUBE, velmar_fftcube_free> d(
+            velmar_fftcube_differentiate_dft(c.get(), order, sub));
+        return std::pair{d->value[m * 3 + 1][0], d->value[m * 3 + 1][1]};
+    };
+    const double w = 6.2831853 / 2.0;  // 2 pi / L along axis 0
+    const int first[1] = {0};
+    const int pure[2] = {0, 0};
+    const int mixed[2] = {0, 2};
+    EXPECT_EQ(factor(4, 2, 1, first), std::pair(0.0, 0.0));
+    EXPECT_EQ(factor(5, 2, 1, first), std::pair(0.0, -3.0 * w));
+    EXPECT_EQ(factor(4, 1, 1, first), std::pair(0.0, 1.0 * w));
+    EXPECT_EQ(factor(4, 3, 1, first), std::pair(0.0, -1.0 * w));
+    EXPECT_DOUBLE_EQ(factor(4, 2, 2, pure).first, -(2.0 * w) * (2.0 * w));
+    EXPECT_DOUBLE_EQ(factor(5, 2, 2, pure).first, -(2.0 * w) * (2.0 * w));
+    EXPECT_DOUBLE_EQ(factor(5, 3, 2, pure).first, -(2.0 * w) * (2.0 * w));  // m' = 3 - 5
+    EXPECT_EQ(factor(4, 2, 2, mixed).first, 0.0);
+    EXPECT_DOUBLE_EQ(factor(5, 2, 2, mixed).first,
+                     -(2.0 * w) * 6.2831853);  // m' = +2, then 2 pi / 1
+    auto out =
+        capture([&] { EXPECT_EQ(velmar_fftcube_differentiate_dft(nullptr, 1, first), nullptr); });
+    EXPECT_EQ(out.err, "Error: VELMAR_FFTCUBE has not been properly initialized.\n");
+}
+
 TEST(Fft, ThreeCosinesHaveEightCriticalPointsAtTheRightVoxels) {
     const int32_t n[3] = {16, 20, 24};
     auto cube = velmar_test::fractional_cube(n, kLengths, three_cosines);

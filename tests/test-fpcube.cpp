@@ -3,6 +3,7 @@
 // step limit of a descent, a real landscape and the command's refusals.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <map>
 #include <string>
@@ -134,6 +135,32 @@ TEST(FpCube, SaddleWithThreeFallingRegionsHasThreeHalves) {
     auto out =
         capture([&] { EXPECT_EQ(velmar_fphalf_list_new(fpcube.get(), flat_voxel), nullptr); });
     EXPECT_EQ(out.err, "Error: dot (   0,    0,    0) is not a saddle point.\n");
+}
+
+// Four rising regions around a voxel (four mutually separated corners above it) make it irregular
+// and warn once for every label examined past the fourth region.
+TEST(FpCube, ManyRisingRegionsWarnAndMarkTheVoxelIrregular) {
+    const int32_t n[3] = {6, 6, 6};
+    auto cube =
+        velmar_test::fractional_cube(n, kLengths, [](double, double, double) { return 0.0; });
+    cube->en[3][3][3] = 0.5;
+    for (const auto &c :
+         {std::array{2, 2, 2}, std::array{4, 4, 2}, std::array{2, 4, 4}, std::array{4, 2, 4}}) {
+        cube->en[c[0]][c[1]][c[2]] = 1.0;
+    }
+    FpCube fpcube;
+    auto out = capture([&] { fpcube.reset(velmar_fpcube_new_from_cube(cube.get())); });
+    const VELMAR_FPDOT &dot = fpcube->dot[(3 * 6 + 3) * 6 + 3];
+    EXPECT_EQ(dot.total_up, 4);
+    EXPECT_EQ(dot.total_dn, 1);
+    EXPECT_EQ(dot.type, FP_ERR);
+    const std::string warning =
+        "Warning: no. of branches exceeds 4 at (3,3,3); there might be a discontinuity\n";
+    size_t count = 0;
+    for (size_t at = out.out.find(warning); at != std::string::npos;
+         at = out.out.find(warning, at + 1))
+        ++count;
+    EXPECT_EQ(count, 2u);  // the fourth rising label is the 25th of 27
 }
 
 TEST(FpCube, ClusterLabelsMergeToTheSmallerValueInsideTheCore) {
