@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -12,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "velmar-cell-geometry.h"
 #include "velmar-cif.h"
 #include "velmar-landscape.h"
 #include "velmar-text.h"
@@ -189,6 +191,45 @@ CubePtr fractional_cube(const int32_t n[3], const double lengths[3],
         }
     }
     return cube;
+}
+
+SiteLattice site_lattice(double amplitude, double occ, int32_t n) {
+    SiteLattice l;
+    const int32_t counts[3] = {n, n, n};
+    const double lengths[3] = {8.0, 8.0, 8.0};
+    const double tau2 = 4.0 * M_PI;
+    l.cube = fractional_cube(counts, lengths, [amplitude, tau2](double x, double y, double z) {
+        return -amplitude * (std::cos(tau2 * x) + std::cos(tau2 * y) + std::cos(tau2 * z));
+    });
+    l.cell.reset(velmar_cell_new(8));
+    for (int r = 0; r < 3; ++r) l.cell->a[r][r] = 8.0;
+    for (int m = 0; m < 8; ++m) {
+        VELMAR_ATOM &atom = l.cell->atom[m];
+        std::snprintf(atom.name, sizeof atom.name, "Li%d", m % 2);
+        std::snprintf(atom.type, sizeof atom.type, "Li");
+        atom.os = 1;
+        atom.occ = occ;
+        for (int r = 0; r < 3; ++r) atom.x[r] = ((m >> r) & 1) * 4.0;
+    }
+    velmar_cell_update_fractional(l.cell.get());
+    l.ppt.reset(velmar_property_new(1));
+    std::snprintf(l.ppt->type[0], 3, "Li");
+    l.ppt->os[0] = 1;
+    std::snprintf(l.ppt->uni[0].type, 3, "Li");
+    l.ppt->uni[0].os = 1;
+    l.ppt->uni[0].m = 6.941;
+    l.ppt->uni[0].q = 1.0;
+    l.ppt->uni[0].rc = 1.0;
+    l.ppt->sf = 1.0;
+    l.ppt->conducting = 0;
+    capture([&] {
+        l.fpcube.reset(velmar_fpcube_new_from_cube(l.cube.get()));
+        l.halves.reset(velmar_fphalf_list_new_from_fpcube(l.fpcube.get()));
+        l.fft.reset(velmar_fft_new_from_cube(l.cube.get()));
+        l.graph.reset(
+            velmar_graph_new_filled(l.halves.get(), l.fft.get(), l.cell.get(), l.ppt.get()));
+    });
+    return l;
 }
 
 }  // namespace velmar_test

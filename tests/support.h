@@ -11,6 +11,9 @@
 
 #include "velmar-cell.h"
 #include "velmar-cube.h"
+#include "velmar-fft.h"
+#include "velmar-fpcube.h"
+#include "velmar-graph.h"
 #include "velmar-property.h"
 #include "velmar-symmetry.h"
 
@@ -64,6 +67,8 @@ Loaded load_cif_file(const std::filesystem::path &path);
 std::filesystem::path corpus(const std::string &name);
 std::string database(const std::string &name);
 
+using CubePtr = std::unique_ptr<VELMAR_CUBE, void (*)(VELMAR_CUBE *)>;
+
 // The site-energy (or GII) landscape of Li+ in a corpus structure, with the structure and table.
 struct Landscape {
     Loaded loaded;
@@ -75,9 +80,25 @@ Landscape landscape(const char *file, double resolution, bool ignore, bool gii =
 
 // A cube over an orthogonal cell of the given edge lengths (A) with n voxels per edge; voxel
 // (i, j, k) holds fn at fractional position (i / n0, j / n1, k / n2).
-using CubePtr = std::unique_ptr<VELMAR_CUBE, void (*)(VELMAR_CUBE *)>;
 CubePtr fractional_cube(const int32_t n[3], const double lengths[3],
                         const std::function<double(double, double, double)> &fn);
+
+// A simple cubic lattice of sites 4 A apart: the landscape
+// -amplitude (cos 4 pi x + cos 4 pi y + cos 4 pi z) on an 8 A cubic cell with n voxels per edge,
+// the eight Li+ atoms of occupancy occ on its minima, a parameter table for Li+ alone, and the
+// graph.
+struct SiteLattice {
+    CubePtr cube{nullptr, velmar_cube_free};
+    std::unique_ptr<VELMAR_FPCUBE, void (*)(VELMAR_FPCUBE *)> fpcube{nullptr, velmar_fpcube_free};
+    std::unique_ptr<VELMAR_FPHALF_LIST, void (*)(VELMAR_FPHALF_LIST *)> halves{
+        nullptr, velmar_fphalf_list_free};
+    std::unique_ptr<VELMAR_FFT, void (*)(VELMAR_FFT *)> fft{nullptr, velmar_fft_free};
+    std::unique_ptr<VELMAR_CELL, void (*)(VELMAR_CELL *)> cell{nullptr, velmar_cell_free};
+    std::unique_ptr<VELMAR_PROPERTY, void (*)(VELMAR_PROPERTY *)> ppt{nullptr,
+                                                                      velmar_property_free};
+    std::unique_ptr<VELMAR_GRAPH, void (*)(VELMAR_GRAPH *)> graph{nullptr, velmar_graph_free};
+};
+SiteLattice site_lattice(double amplitude, double occ, int32_t n = 16);
 
 std::string read_file(const std::filesystem::path &path);
 void write_file(const std::filesystem::path &path, const std::string &content);

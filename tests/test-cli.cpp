@@ -239,7 +239,7 @@ TEST(Cli, LandscapeCommands) {
 }
 
 TEST(Cli, CommandsOfLaterSubsystemsSayTheyAreNotAvailable) {
-    const auto r = run_velmar({"--kmc", "Li3N.cif", "Li3N.cif.cube"});
+    const auto r = run_velmar({"--md", "Li3N.cif", "Li", "1"});
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(r.err, "Error: command not available in this build.\n");

@@ -53,3 +53,9 @@ set -x
 "$build/velmar.x" --version
 "$build/velmar.x" --gen-cube Li3N.cif Li 1
 "$build/velmar.x" --print-cube Li3N.cif.cube
+# Conductivity by kinetic Monte Carlo, in the default supercell at 300 K for 100,000 hops, of Li3N
+# with vacancies on its lithium sites (in the ideal crystal every site is full and the ions only
+# visit interstitial sites and come back). The landscape leaves the lithium ions out, so that of
+# the ideal crystal serves.
+cp "$root/examples/Li3N-vacancies.cif" "$demo/"
+"$build/velmar.x" --kmc Li3N-vacancies.cif Li3N.cif.cube Li 1 0 0 0 -1 300 -1 100000

@@ -1,0 +1,121 @@
+// Kinetic Monte Carlo hops per second on Li3N at its default supercell (7 x 7 x 7 cells of the
+// corpus structure, its Li+ landscape at 0.1 A): the incremental rates and the sum tree against the
+// plain recomputation of every rate with a running sum, in the same run; the first hops of both,
+// drawn with the same random numbers, must be the same.
+//
+//   build/bench/bench-kmc [hops of the incremental run, default 200000]
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "bench-support.h"
+#include "oracle-kmc.h"
+#include "velmar-cif.h"
+#include "velmar-fft.h"
+#include "velmar-fpcube.h"
+#include "velmar-graph.h"
+#include "velmar-kmc.h"
+#include "velmar-landscape.h"
+#include "velmar-random.h"
+#include "velmar-supergraph.h"
+#include "velmar.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using velmar_bench::quietly;
+
+double seconds_since(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    const long hops = argc > 1 ? std::atol(argv[1]) : 200000;
+    const std::string source = VELMAR_SOURCE_DIR;
+    const std::string unitary = source + "/data/database_unitary.dat";
+    const std::string binary = source + "/data/database_binary.dat";
+    const std::string symcards = source + "/data/database_symcards.dat";
+    const std::string cif = source + "/tests/data/corpus/Li3N_P6mmm_OBELiX.cif";
+    velmar::Owned<VELMAR_KMC, velmar_kmc_free> kmc;
+    int s[3] = {0, 0, 0};
+    const auto setup = Clock::now();
+    quietly([&] {
+        VELMAR_CELL *cell = nullptr;
+        VELMAR_SYMMETRY *symmetry = nullptr;
+        velmar_cell_import_cif_from_file(&cell, &symmetry, cif.c_str(), symcards.c_str(),
+                                         unitary.c_str());
+        velmar::Owned<VELMAR_CELL, velmar_cell_free> c(cell);
+        velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> sym(symmetry);
+        velmar::Owned<VELMAR_PROPERTY, velmar_property_free> ppt(
+            velmar_property_import_from_cell(cell, "Li", 1, -1.0, unitary.c_str(), binary.c_str()));
+        velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube(
+            velmar_cube_calculate(cell, symmetry, ppt.get(), 0.1, true));
+        velmar::Owned<VELMAR_FPCUBE, velmar_fpcube_free> fpcube(
+            velmar_fpcube_new_from_cube(cube.get()));
+        velmar::Owned<VELMAR_FPHALF_LIST, velmar_fphalf_list_free> halves(
+            velmar_fphalf_list_new_from_fpcube(fpcube.get()));
+        velmar::Owned<VELMAR_FFT, velmar_fft_free> fft(velmar_fft_new_from_cube(cube.get()));
+        velmar::Owned<VELMAR_GRAPH, velmar_graph_free> graph(
+            velmar_graph_new_filled(halves.get(), fft.get(), cell, ppt.get()));
+        for (int r = 0; r < 3; ++r) s[r] = static_cast<int>(std::ceil(25.0 / cell->parameter[r]));
+        kmc.reset(velmar_kmc_new(velmar_graph_new_supergraph(graph.get(), s), ppt.get(), 5.0));
+        kmc->temperature = 300.0;
+        kmc->step_limit = 10000000;
+        kmc->step_log = 100000000;
+        std::snprintf(kmc->logname, sizeof kmc->logname, "/dev/null");
+        std::snprintf(kmc->xyzname, sizeof kmc->xyzname, "/dev/null");
+        velmar_random_seed(1u);
+        velmar_kmc_init(kmc.get());
+    });
+    if (!kmc) {
+        std::fputs("bench-kmc: set-up failed\n", stderr);
+        return 1;
+    }
+    const double setup_s = seconds_since(setup);
+    long ions = 0;
+    for (long i = 0; i < kmc->graph->total_v; ++i) ions += kmc->kv[i].occupied;
+    std::printf("Li3N %dx%dx%d: %ld sites, %ld hops (edges), %ld ions; set-up %.2f s\n", s[0], s[1],
+                s[2], kmc->graph->total_v, kmc->graph->total_e, ions, setup_s);
+
+    // The same hops: a few of each from the same state with the same random numbers.
+    const long compared = 20;
+    velmar_oracle::KmcState plain = velmar_oracle::kmc_state(*kmc);
+    std::vector<std::vector<char>> fast_states;
+    velmar_random_seed(9u);
+    quietly([&] {
+        for (long n = 0; n < compared; ++n) {
+            velmar_kmc_evolve(kmc.get());
+            std::vector<char> occ;
+            for (long i = 0; i < kmc->graph->total_v; ++i)
+                occ.push_back(kmc->kv[i].occupied ? 1 : 0);
+            fast_states.push_back(occ);
+        }
+    });
+    velmar_random_seed(9u);
+    bool same = true;
+    const auto plain_start = Clock::now();
+    for (long n = 0; n < compared; ++n) {
+        velmar_oracle::kmc_step(*kmc, plain);
+        same = same && plain.occupied == fast_states[n];
+    }
+    const double plain_rate = static_cast<double>(compared) / seconds_since(plain_start);
+
+    const auto fast_start = Clock::now();
+    quietly([&] {
+        for (long n = 0; n < hops; ++n) velmar_kmc_evolve(kmc.get());
+    });
+    const double fast_rate = static_cast<double>(hops) / seconds_since(fast_start);
+    std::printf("plain (every rate, running sum): %12.1f hops/s (%ld hops)\n", plain_rate,
+                compared);
+    std::printf("incremental (e_n, sum tree):     %12.1f hops/s (%ld hops)  ratio %.0fx\n",
+                fast_rate, hops, fast_rate / plain_rate);
+    std::printf("same hops for the first %ld: %s\n", compared, same ? "yes" : "NO");
+    std::printf("default run (10,000,000 hops + 100,000 equilibration) estimated at %.0f s\n",
+                setup_s + 10100000.0 / fast_rate);
+    return same ? 0 : 1;
+}
