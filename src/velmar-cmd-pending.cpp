@@ -22,6 +22,5 @@ void velmar_cmd_opt_do_rx_neb(const VELMAR_CMD_OPT * /*opt*/) { not_available();
 void velmar_cmd_opt_do_rx_neb_images(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_gh(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_sites(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
-void velmar_cmd_opt_do_md(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_text_gen_gin_lib(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }
 void velmar_cmd_opt_do_text_gen_gin_lib_set_sf(const VELMAR_CMD_OPT * /*opt*/) { not_available(); }

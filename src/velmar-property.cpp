@@ -168,6 +168,20 @@ void velmar_property_free(VELMAR_PROPERTY *ppt) {
     std::free(ppt);
 }
 
+int velmar_property_set_conducting(VELMAR_PROPERTY *ppt, const char *type, int os) {
+    if (ppt == nullptr) {
+        std::fputs("Error: VELMAR_PROPERTY has not been properly initialized.\n", stderr);
+        return 1;
+    }
+    const int index = velmar_property_find_index(ppt, type, os);
+    if (index < 0) {
+        std::fputs("Error: velmar_property_find_index() returns negative value.\n", stderr);
+        return 1;
+    }
+    ppt->conducting = index;
+    return 0;
+}
+
 int velmar_property_find_index(const VELMAR_PROPERTY *ppt, const char *type, int os) {
     if (ppt == nullptr || type == nullptr) return -1;
     for (int i = 0; i < ppt->total; ++i) {

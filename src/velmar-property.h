@@ -65,6 +65,8 @@ VELMAR_PROPERTY *velmar_property_copy(const VELMAR_PROPERTY *ppt);
 void velmar_property_free(VELMAR_PROPERTY *ppt);
 // Index of the species with this symbol and state, or -1.
 int velmar_property_find_index(const VELMAR_PROPERTY *ppt, const char *type, int os);
+// Makes that species the conducting one. 0 on success.
+int velmar_property_set_conducting(VELMAR_PROPERTY *ppt, const char *type, int os);
 
 // The complete table of a cell, with the conducting species (type may be NULL for none) and a
 // screening factor (not above 0: searched). Sorts the cell's atoms. NULL on failure.

@@ -5,12 +5,14 @@
 #define VELMAR_TEST_ORACLES_H
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <vector>
 
 #include "velmar-cell.h"
 #include "velmar-energy.h"
+#include "velmar-md.h"
 #include "velmar-property.h"
 #include "velmar-symmetry.h"
 
@@ -263,6 +265,40 @@ inline std::vector<double> bv_sums(const VELMAR_CELL &cell, const VELMAR_PROPERT
         }
     }
     return sum;
+}
+
+// Molecular-dynamics forces by the image loops over the wrapped positions of the cell: every mobile
+// atom against every atom and every image within the integer part of 1 + 12 / |a| cells.
+inline std::vector<std::array<double, 3>> md_forces(const VELMAR_MD &md) {
+    const VELMAR_CELL &cell = *md.cell;
+    std::vector<std::array<double, 3>> f(static_cast<size_t>(cell.total), {0.0, 0.0, 0.0});
+    int m[3];
+    for (int r = 0; r < 3; ++r) {
+        m[r] = static_cast<int>(1.0 + 12.0 / std::sqrt(cell.a[r][0] * cell.a[r][0] +
+                                                       cell.a[r][1] * cell.a[r][1] +
+                                                       cell.a[r][2] * cell.a[r][2]));
+    }
+    for (int32_t i = 0; i < cell.total; ++i) {
+        if (cell.atom[i].ignored) continue;
+        for (int32_t j = 0; j < cell.total; ++j) {
+            for (int u = -m[0]; u <= m[0]; ++u) {
+                for (int v = -m[1]; v <= m[1]; ++v) {
+                    for (int w = -m[2]; w <= m[2]; ++w) {
+                        double r[3];
+                        for (int c = 0; c < 3; ++c) {
+                            r[c] = u * cell.a[0][c] + v * cell.a[1][c] + w * cell.a[2][c] +
+                                   cell.atom[j].x[c] - cell.atom[i].x[c];
+                        }
+                        const double d = std::sqrt(r[0] * r[0] + r[1] * r[1] + r[2] * r[2]);
+                        if (d <= 0.1) continue;
+                        const double force = velmar::detail::md_pair(md, i, j, d, true);
+                        for (int c = 0; c < 3; ++c) f[i][c] += r[c] * force / d;
+                    }
+                }
+            }
+        }
+    }
+    return f;
 }
 
 }  // namespace velmar_oracle

@@ -239,7 +239,7 @@ TEST(Cli, LandscapeCommands) {
 }
 
 TEST(Cli, CommandsOfLaterSubsystemsSayTheyAreNotAvailable) {
-    const auto r = run_velmar({"--md", "Li3N.cif", "Li", "1"});
+    const auto r = run_velmar({"--gh", "Li3N.cif"});
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(r.err, "Error: command not available in this build.\n");

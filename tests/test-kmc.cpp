@@ -115,7 +115,8 @@ TEST(Kmc, IncrementalRatesChooseTheHopsOfThePlainRecomputation) {
 
 // One ion, no Coulomb partners: a random walk with six hops of a = 4 A at r = f exp(-0.1 / kT)
 // each, so D = 6 r a^2 / 6. The average of 100 runs of 1,000 hops has a relative standard error of
-// about 8 % (the squared displacement of a walk scatters by sqrt(2/3) of its mean); the seed is fixed.
+// about 8 % (the squared displacement of a walk scatters by sqrt(2/3) of its mean); the seed is
+// fixed.
 TEST(Kmc, RandomWalkOfOneIonHasTheAnalyticDiffusivity) {
     velmar_test::ScratchDir dir;
     auto l = velmar_test::site_lattice(0.05, 1.0 / 512.0);
