@@ -87,19 +87,11 @@ CubePtr plane_waves(int32_t n) {
 }
 
 CubePtr garnet(double resolution) {
-    const std::string path = kSource + "/tests/data/corpus/LLZO_ordered_P1_oxnum_pymatgen.cif";
-    const std::string symcards = kSource + "/data/database_symcards.dat";
-    const std::string unitary = kSource + "/data/database_unitary.dat";
-    const std::string binary = kSource + "/data/database_binary.dat";
-    VELMAR_CELL *cell = nullptr;
-    VELMAR_SYMMETRY *symmetry = nullptr;
-    velmar_cell_import_cif_from_file(&cell, &symmetry, path.c_str(), symcards.c_str(),
-                                     unitary.c_str());
-    velmar::Owned<VELMAR_CELL, velmar_cell_free> c(cell);
-    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> s(symmetry);
-    velmar::Owned<VELMAR_PROPERTY, velmar_property_free> ppt(
-        velmar_property_import_from_cell(cell, "Li", 1, -1.0, unitary.c_str(), binary.c_str()));
-    return CubePtr(velmar_cube_calculate(cell, symmetry, ppt.get(), resolution, true));
+    velmar_bench::Structure garnet =
+        velmar_bench::load_corpus(kSource, "LLZO_ordered_P1_oxnum_pymatgen.cif");
+    auto ppt = velmar_bench::lithium_table(kSource, garnet.cell.get());
+    return CubePtr(velmar_cube_calculate(garnet.cell.get(), garnet.symmetry.get(), ppt.get(),
+                                         resolution, true));
 }
 
 // The plain Fourier analysis: the full record, every voxel read from it.

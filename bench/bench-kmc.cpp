@@ -27,32 +27,22 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using velmar_bench::quietly;
-
-double seconds_since(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using velmar_bench::seconds_since;
 
 }  // namespace
 
 int main(int argc, char **argv) {
     const long hops = argc > 1 ? std::atol(argv[1]) : 200000;
     const std::string source = VELMAR_SOURCE_DIR;
-    const std::string unitary = source + "/data/database_unitary.dat";
-    const std::string binary = source + "/data/database_binary.dat";
-    const std::string symcards = source + "/data/database_symcards.dat";
-    const std::string cif = source + "/tests/data/corpus/Li3N_P6mmm_OBELiX.cif";
     velmar::Owned<VELMAR_KMC, velmar_kmc_free> kmc;
     int s[3] = {0, 0, 0};
     const auto setup = Clock::now();
     quietly([&] {
-        VELMAR_CELL *cell = nullptr;
-        VELMAR_SYMMETRY *symmetry = nullptr;
-        velmar_cell_import_cif_from_file(&cell, &symmetry, cif.c_str(), symcards.c_str(),
-                                         unitary.c_str());
-        velmar::Owned<VELMAR_CELL, velmar_cell_free> c(cell);
-        velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> sym(symmetry);
-        velmar::Owned<VELMAR_PROPERTY, velmar_property_free> ppt(
-            velmar_property_import_from_cell(cell, "Li", 1, -1.0, unitary.c_str(), binary.c_str()));
+        velmar_bench::Structure structure =
+            velmar_bench::load_corpus(source, "Li3N_P6mmm_OBELiX.cif");
+        VELMAR_CELL *cell = structure.cell.get();
+        VELMAR_SYMMETRY *symmetry = structure.symmetry.get();
+        auto ppt = velmar_bench::lithium_table(source, cell);
         velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube(
             velmar_cube_calculate(cell, symmetry, ppt.get(), 0.1, true));
         velmar::Owned<VELMAR_FPCUBE, velmar_fpcube_free> fpcube(

@@ -22,33 +22,22 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using velmar_bench::quietly;
-
-double seconds_since(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using velmar_bench::seconds_since;
 
 }  // namespace
 
 int main(int argc, char **argv) {
     const long steps = argc > 1 ? std::atol(argv[1]) : 2000;
     const std::string source = VELMAR_SOURCE_DIR;
-    const std::string unitary = source + "/data/database_unitary.dat";
-    const std::string binary = source + "/data/database_binary.dat";
-    const std::string symcards = source + "/data/database_symcards.dat";
-    const std::string cif = source + "/tests/data/corpus/LLZO_ordered_P1_oxnum_pymatgen.cif";
     velmar::Owned<VELMAR_MD, velmar_md_free> md;
     quietly([&] {
-        VELMAR_CELL *cell = nullptr;
-        VELMAR_SYMMETRY *symmetry = nullptr;
-        velmar_cell_import_cif_from_file(&cell, &symmetry, cif.c_str(), symcards.c_str(),
-                                         unitary.c_str());
+        velmar_bench::Structure structure =
+            velmar_bench::load_corpus(source, "LLZO_ordered_P1_oxnum_pymatgen.cif");
         const int twice[3] = {2, 1, 1};
-        velmar::Owned<VELMAR_CELL, velmar_cell_free> c(velmar_cell_supercell(cell, twice));
-        velmar_cell_free(cell);
-        cell = c.get();
-        velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> sym(symmetry);
-        velmar::Owned<VELMAR_PROPERTY, velmar_property_free> ppt(
-            velmar_property_import_from_cell(cell, "Li", 1, -1.0, unitary.c_str(), binary.c_str()));
+        velmar::Owned<VELMAR_CELL, velmar_cell_free> doubled(
+            velmar_cell_supercell(structure.cell.get(), twice));
+        VELMAR_CELL *cell = doubled.get();
+        auto ppt = velmar_bench::lithium_table(source, cell);
         for (int32_t a = 0; a < cell->total; ++a)
             cell->atom[a].ignored = std::string(cell->atom[a].type) != "Li";
         md.reset(velmar_md_new(cell, ppt.get()));

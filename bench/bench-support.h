@@ -5,8 +5,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <functional>
+#include <string>
+
+#include "velmar-cif.h"
+#include "velmar-property.h"
+#include "velmar.h"
 
 namespace velmar_bench {
 
@@ -21,6 +27,39 @@ inline void quietly(const std::function<void()> &fn) {
     std::fflush(stdout);
     dup2(saved, STDOUT_FILENO);
     close(saved);
+}
+
+inline double seconds_since(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+struct Structure {
+    velmar::Owned<VELMAR_CELL, velmar_cell_free> cell;
+    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> symmetry;
+};
+
+// A structure of the test corpus, read with the databases of the source tree.
+inline Structure load_corpus(const std::string &source, const char *file) {
+    const std::string path = source + "/tests/data/corpus/" + file;
+    const std::string symcards = source + "/data/database_symcards.dat";
+    const std::string unitary = source + "/data/database_unitary.dat";
+    VELMAR_CELL *cell = nullptr;
+    VELMAR_SYMMETRY *symmetry = nullptr;
+    velmar_cell_import_cif_from_file(&cell, &symmetry, path.c_str(), symcards.c_str(),
+                                     unitary.c_str());
+    Structure s;
+    s.cell.reset(cell);
+    s.symmetry.reset(symmetry);
+    return s;
+}
+
+// The parameter table of a cell with Li+ conducting and the screening factor searched.
+inline velmar::Owned<VELMAR_PROPERTY, velmar_property_free> lithium_table(const std::string &source,
+                                                                          VELMAR_CELL *cell) {
+    const std::string unitary = source + "/data/database_unitary.dat";
+    const std::string binary = source + "/data/database_binary.dat";
+    return velmar::Owned<VELMAR_PROPERTY, velmar_property_free>(
+        velmar_property_import_from_cell(cell, "Li", 1, -1.0, unitary.c_str(), binary.c_str()));
 }
 
 }  // namespace velmar_bench

@@ -263,6 +263,8 @@ VELMAR_GRAPH *velmar_graph_new_filled(const VELMAR_FPHALF_LIST *list, const VELM
         for (const Pending &p : edges)
             done = done || velmar_dot_adjacent(p.edge.x_i, si.x_i, graph->n);
         if (done) continue;
+        int bound_i[3] = {0, 0, 0};  // the walk back along half i is the same for every partner
+        back(hi, bound_i);
         for (int32_t j = i + 1; j < list->total; ++j) {
             const VELMAR_FPHALF &hj = list->half[j];
             if (!usable(hj)) continue;
@@ -272,9 +274,7 @@ VELMAR_GRAPH *velmar_graph_new_filled(const VELMAR_FPHALF_LIST *list, const VELM
                 velmar_dot_adjacent(ej.x_i, ei.x_i, graph->n)) {
                 continue;
             }
-            int bound_i[3] = {0, 0, 0};
             int bound_f[3] = {0, 0, 0};
-            back(hi, bound_i);
             add_wraps(bound_f, si.x_i, sj.x_i);
             forward(hj, bound_f);
             for (const VELMAR_GRAPH_VERTEX &va : vertices) {

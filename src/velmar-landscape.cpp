@@ -641,28 +641,45 @@ class GiiLandscape {
     std::unique_ptr<velmar::ImageGrid> grid_;
 };
 
+// What the GII and total-energy landscapes share: the grid (computed in P 1) and a copy of the
+// structure with one ion of the conducting species in front, to be moved from voxel to voxel.
+struct TestCellLandscape {
+    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> p1;
+    velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube;
+    velmar::Owned<VELMAR_CELL, velmar_cell_free> test;
+
+    bool prepare(VELMAR_CELL *cell, const VELMAR_PROPERTY *ppt, double resolution,
+                 bool ignore_conducting) {
+        p1.reset(velmar_symmetry_new_p1());
+        if (!p1) {
+            VELMAR_ERROR_NULL(velmar_symmetry_new_p1);
+            return false;
+        }
+        int32_t ignored = 0;
+        cube.reset(::prepare(cell, p1.get(), ppt, resolution, ignore_conducting,
+                             "Error: velmr_cube_validate_property() returns non-zero.\n",
+                             &ignored));
+        if (!cube) return false;
+        const int c = ppt->conducting;
+        test.reset(velmar_cube_cell_new(cell, ppt->type[c], ppt->os[c], ignored));
+        if (!test) {
+            VELMAR_ERROR_NULL(velmar_cube_cell_new);
+            return false;
+        }
+        return true;
+    }
+};
+
 }  // namespace
 
 VELMAR_CUBE *velmar_cube_by_gii_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY * /*symmetry*/,
                                           const VELMAR_PROPERTY *ppt, double resolution,
                                           bool ignore_conducting) {
-    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> p1(velmar_symmetry_new_p1());
-    if (!p1) {
-        VELMAR_ERROR_NULL(velmar_symmetry_new_p1);
-        return nullptr;
-    }
-    int32_t ignored = 0;
-    velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube(
-        prepare(cell, p1.get(), ppt, resolution, ignore_conducting,
-                "Error: velmr_cube_validate_property() returns non-zero.\n", &ignored));
-    if (!cube) return nullptr;
-    const int c = ppt->conducting;
-    velmar::Owned<VELMAR_CELL, velmar_cell_free> test(
-        velmar_cube_cell_new(cell, ppt->type[c], ppt->os[c], ignored));
-    if (!test) {
-        VELMAR_ERROR_NULL(velmar_cube_cell_new);
-        return nullptr;
-    }
+    TestCellLandscape l;
+    if (!l.prepare(cell, ppt, resolution, ignore_conducting)) return nullptr;
+    auto &p1 = l.p1;
+    auto &cube = l.cube;
+    auto &test = l.test;
     // Every atom of the test cell must have a species; the empty slot left when the structure's
     // first atom is not ignored has none, and the bond valences of the first voxel fail.
     for (int32_t a = 0; a < test->total; ++a) {
@@ -683,23 +700,11 @@ VELMAR_CUBE *velmar_cube_by_gii_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY * /
 VELMAR_CUBE *velmar_cube_by_tot_en_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY * /*symmetry*/,
                                              const VELMAR_PROPERTY *ppt, double resolution,
                                              bool ignore_conducting) {
-    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> p1(velmar_symmetry_new_p1());
-    if (!p1) {
-        VELMAR_ERROR_NULL(velmar_symmetry_new_p1);
-        return nullptr;
-    }
-    int32_t ignored = 0;
-    velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube(
-        prepare(cell, p1.get(), ppt, resolution, ignore_conducting,
-                "Error: velmr_cube_validate_property() returns non-zero.\n", &ignored));
-    if (!cube) return nullptr;
-    const int c = ppt->conducting;
-    velmar::Owned<VELMAR_CELL, velmar_cell_free> test(
-        velmar_cube_cell_new(cell, ppt->type[c], ppt->os[c], ignored));
-    if (!test) {
-        VELMAR_ERROR_NULL(velmar_cube_cell_new);
-        return nullptr;
-    }
+    TestCellLandscape l;
+    if (!l.prepare(cell, ppt, resolution, ignore_conducting)) return nullptr;
+    auto &p1 = l.p1;
+    auto &cube = l.cube;
+    auto &test = l.test;
     // One test cell moved from voxel to voxel: computed in order, on one thread.
     VELMAR_CELL *moving = test.get();
     fill_cube(

@@ -35,14 +35,12 @@ bool conducting(const VELMAR_MD &md, const VELMAR_ATOM &atom) {
     return c >= 0 && std::strcmp(atom.type, md.ppt->type[c]) == 0 && atom.os == md.ppt->os[c];
 }
 
-// A mobile atom's new position, also in the cell (wrapped back into it).
-void place(VELMAR_MD &md, int32_t a, const double x[3]) {
+// A mobile atom's new position, also in the cell (wrapped back into it); transposed holds the
+// lattice vectors as columns.
+void place(VELMAR_MD &md, int32_t a, const double x[3], const double transposed[3][3]) {
     VELMAR_ATOM &atom = md.cell->atom[a];
     velmar_vector3_double_copy(md.x_p1[a], md.x[a]);
     velmar_vector3_double_copy(md.x[a], x);
-    double transposed[3][3];
-    velmar_matrix33_double_copy(transposed, md.cell->a);
-    velmar_matrix33_double_transpose(transposed);
     velmar_matrix33_double_linearsolver(atom.x_f, transposed, x);
     for (double &f : atom.x_f) f -= std::floor(f);
     velmar_vector3_double_sum3(atom.x, atom.x_f[0], md.cell->a[0], atom.x_f[1], md.cell->a[1],
@@ -217,10 +215,13 @@ int velmar_md_calculate_vi_vv(VELMAR_MD *md) {
 
 int velmar_md_calculate_x_vv(VELMAR_MD *md) {
     if (!md_ready(md)) return 1;
+    double transposed[3][3];
+    velmar_matrix33_double_copy(transposed, md->cell->a);
+    velmar_matrix33_double_transpose(transposed);
     for (int32_t a : md->pairs->mobile) {
         double x[3];
         for (int c = 0; c < 3; ++c) x[c] = md->x[a][c] + md->dt * md->v_nh[a][c];
-        place(*md, a, x);
+        place(*md, a, x, transposed);
     }
     return 0;
 }

@@ -53,18 +53,29 @@ inline std::vector<int32_t> flags_by_pairs(const VELMAR_CELL &cell,
     return flag;
 }
 
+// The longest pair cut-off of the table, and at least `least`.
+inline double longest_cutoff(const VELMAR_PROPERTY &ppt, double least) {
+    double reach = least;
+    for (int i = 0; i < ppt.total; ++i)
+        for (int j = 0; j < ppt.total; ++j) reach = std::max(reach, ppt.bin[i][j].cutoff);
+    return reach;
+}
+
+// Image ranges of the plain sums: extra + the integer part of reach / |a_k|.
+inline void image_ranges(const VELMAR_CELL &cell, double reach, int extra, int n[3]) {
+    for (int k = 0; k < 3; ++k) {
+        n[k] = extra + static_cast<int>(reach / std::sqrt(cell.a[k][0] * cell.a[k][0] +
+                                                          cell.a[k][1] * cell.a[k][1] +
+                                                          cell.a[k][2] * cell.a[k][2]));
+    }
+}
+
 // Total energy as the plain triple loop: every atom i (not ignored), every atom j, every image
 // within the documented ranges; skipping ignored partners too when both_free.
 inline double total_energy(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt, bool both_free) {
-    double reach = 12.0;
-    for (int i = 0; i < ppt.total; ++i)
-        for (int j = 0; j < ppt.total; ++j) reach = std::max(reach, ppt.bin[i][j].cutoff);
+    const double reach = longest_cutoff(ppt, 12.0);
     int n[3];
-    for (int k = 0; k < 3; ++k) {
-        n[k] = 1 + static_cast<int>(reach / std::sqrt(cell.a[k][0] * cell.a[k][0] +
-                                                      cell.a[k][1] * cell.a[k][1] +
-                                                      cell.a[k][2] * cell.a[k][2]));
-    }
+    image_ranges(cell, reach, 1, n);
     double sum = 0.0;
     for (int32_t i = 0; i < cell.total; ++i) {
         const VELMAR_ATOM &ai = cell.atom[i];
@@ -107,15 +118,9 @@ inline double total_energy(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt, 
 // (row, col): every pair distance d changes by r_row r_col / d, r the pair vector.
 inline double strain_derivative(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt, int row,
                                 int col) {
-    double reach = 12.0;
-    for (int i = 0; i < ppt.total; ++i)
-        for (int j = 0; j < ppt.total; ++j) reach = std::max(reach, ppt.bin[i][j].cutoff);
+    const double reach = longest_cutoff(ppt, 12.0);
     int n[3];
-    for (int k = 0; k < 3; ++k) {
-        n[k] = 1 + static_cast<int>(reach / std::sqrt(cell.a[k][0] * cell.a[k][0] +
-                                                      cell.a[k][1] * cell.a[k][1] +
-                                                      cell.a[k][2] * cell.a[k][2]));
-    }
+    image_ranges(cell, reach, 1, n);
     double sum = 0.0;
     for (int32_t i = 0; i < cell.total; ++i) {
         const VELMAR_ATOM &ai = cell.atom[i];
@@ -155,9 +160,7 @@ inline double strain_derivative(const VELMAR_CELL &cell, const VELMAR_PROPERTY &
 // and every image within the documented ranges.
 inline double site_energy(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt, const double p[3]) {
     const int c = ppt.conducting;
-    double reach = 10.0;
-    for (int i = 0; i < ppt.total; ++i)
-        for (int j = 0; j < ppt.total; ++j) reach = std::max(reach, ppt.bin[i][j].cutoff);
+    const double reach = longest_cutoff(ppt, 10.0);
     int m[3];
     for (int r = 0; r < 3; ++r) m[r] = static_cast<int>(reach / cell.parameter[r] + 2.0);
     double bonding = 0.0;
@@ -224,15 +227,8 @@ inline std::vector<double> site_energy_cube(const VELMAR_CELL &cell, const VELMA
 
 // Bond-valence sums of the flagged sites as the plain loop over every atom and image.
 inline std::vector<double> bv_sums(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt) {
-    double reach = 0.0;
-    for (int i = 0; i < ppt.total; ++i)
-        for (int j = 0; j < ppt.total; ++j) reach = std::max(reach, ppt.bin[i][j].cutoff);
     int n[3];
-    for (int k = 0; k < 3; ++k) {
-        n[k] = 2 + static_cast<int>(reach / std::sqrt(cell.a[k][0] * cell.a[k][0] +
-                                                      cell.a[k][1] * cell.a[k][1] +
-                                                      cell.a[k][2] * cell.a[k][2]));
-    }
+    image_ranges(cell, longest_cutoff(ppt, 0.0), 2, n);
     int32_t sites = 0;
     for (int32_t a = 0; a < cell.total; ++a) sites = std::max(sites, cell.atom[a].flag);
     std::vector<double> sum(static_cast<size_t>(sites), 0.0);
@@ -273,11 +269,7 @@ inline std::vector<std::array<double, 3>> md_forces(const VELMAR_MD &md) {
     const VELMAR_CELL &cell = *md.cell;
     std::vector<std::array<double, 3>> f(static_cast<size_t>(cell.total), {0.0, 0.0, 0.0});
     int m[3];
-    for (int r = 0; r < 3; ++r) {
-        m[r] = static_cast<int>(1.0 + 12.0 / std::sqrt(cell.a[r][0] * cell.a[r][0] +
-                                                       cell.a[r][1] * cell.a[r][1] +
-                                                       cell.a[r][2] * cell.a[r][2]));
-    }
+    image_ranges(cell, 12.0, 1, m);
     for (int32_t i = 0; i < cell.total; ++i) {
         if (cell.atom[i].ignored) continue;
         for (int32_t j = 0; j < cell.total; ++j) {
