@@ -28,17 +28,17 @@
 #include <string>
 #include <vector>
 
+#include "analysis/velmar-fft.h"
+#include "analysis/velmar-fftdot.h"
+#include "analysis/velmar-fpcube.h"
 #include "bench-support.h"
-#include "oracle-fpmap.h"
-#include "velmar-cif-writer.h"
-#include "velmar-cif.h"
-#include "velmar-cube-file.h"
-#include "velmar-fft.h"
-#include "velmar-fftdot.h"
-#include "velmar-fpcube.h"
-#include "velmar-landscape.h"
-#include "velmar-property.h"
-#include "velmar.h"
+#include "core/velmar.h"
+#include "landscape/velmar-cube-file.h"
+#include "landscape/velmar-landscape.h"
+#include "model/velmar-property.h"
+#include "structure/velmar-cif-writer.h"
+#include "structure/velmar-cif.h"
+#include "support/oracle-fpmap.h"
 
 extern char **environ;
 

@@ -15,15 +15,15 @@
 #include <string>
 
 #include "bench-support.h"
-#include "oracles.h"
-#include "velmar-bv.h"
-#include "velmar-cell-geometry.h"
-#include "velmar-cell-ops.h"
-#include "velmar-cif.h"
-#include "velmar-property-derived.h"
-#include "velmar-property.h"
-#include "velmar-total-energy.h"
-#include "velmar.h"
+#include "core/velmar.h"
+#include "model/velmar-bv.h"
+#include "model/velmar-property-derived.h"
+#include "model/velmar-property.h"
+#include "model/velmar-total-energy.h"
+#include "structure/velmar-cell-geometry.h"
+#include "structure/velmar-cell-ops.h"
+#include "structure/velmar-cif.h"
+#include "support/oracles.h"
 
 namespace {
 

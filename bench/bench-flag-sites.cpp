@@ -7,10 +7,10 @@
 #include <cstdio>
 #include <string>
 
-#include "oracles.h"
-#include "velmar-cell-ops.h"
-#include "velmar-cif.h"
-#include "velmar.h"
+#include "core/velmar.h"
+#include "structure/velmar-cell-ops.h"
+#include "structure/velmar-cif.h"
+#include "support/oracles.h"
 
 int main(int argc, char **argv) {
     const std::string source = VELMAR_SOURCE_DIR;

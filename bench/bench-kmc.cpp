@@ -11,17 +11,17 @@
 #include <string>
 #include <vector>
 
+#include "analysis/velmar-fft.h"
+#include "analysis/velmar-fpcube.h"
 #include "bench-support.h"
-#include "oracle-kmc.h"
-#include "velmar-cif.h"
-#include "velmar-fft.h"
-#include "velmar-fpcube.h"
-#include "velmar-graph.h"
-#include "velmar-kmc.h"
-#include "velmar-landscape.h"
-#include "velmar-random.h"
-#include "velmar-supergraph.h"
-#include "velmar.h"
+#include "core/velmar-random.h"
+#include "core/velmar.h"
+#include "landscape/velmar-landscape.h"
+#include "structure/velmar-cif.h"
+#include "support/oracle-kmc.h"
+#include "transport/velmar-graph.h"
+#include "transport/velmar-kmc.h"
+#include "transport/velmar-supergraph.h"
 
 namespace {
 

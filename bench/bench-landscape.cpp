@@ -18,13 +18,13 @@
 #include <vector>
 
 #include "bench-support.h"
-#include "oracles.h"
-#include "velmar-cell-ops.h"
-#include "velmar-cif.h"
-#include "velmar-landscape.h"
-#include "velmar-property.h"
-#include "velmar-random.h"
-#include "velmar.h"
+#include "core/velmar-random.h"
+#include "core/velmar.h"
+#include "landscape/velmar-landscape.h"
+#include "model/velmar-property.h"
+#include "structure/velmar-cell-ops.h"
+#include "structure/velmar-cif.h"
+#include "support/oracles.h"
 
 namespace {
 

@@ -11,12 +11,12 @@
 #include <string>
 
 #include "bench-support.h"
-#include "oracles.h"
-#include "velmar-cell-ops.h"
-#include "velmar-cif.h"
-#include "velmar-md.h"
-#include "velmar-random.h"
-#include "velmar.h"
+#include "core/velmar-random.h"
+#include "core/velmar.h"
+#include "structure/velmar-cell-ops.h"
+#include "structure/velmar-cif.h"
+#include "support/oracles.h"
+#include "transport/velmar-md.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include <functional>
 #include <string>
 
-#include "velmar-cif.h"
-#include "velmar-property.h"
-#include "velmar.h"
+#include "core/velmar.h"
+#include "model/velmar-property.h"
+#include "structure/velmar-cif.h"
 
 namespace velmar_bench {
 

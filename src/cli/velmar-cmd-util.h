@@ -1,0 +1,26 @@
+// Helpers shared by the command handlers: loading the structure named on the command line and
+// reading numeric and flag arguments.
+#ifndef VELMAR_CMD_UTIL_H
+#define VELMAR_CMD_UTIL_H
+
+#include "cli/velmar-cmd.h"
+#include "core/velmar.h"
+#include "structure/velmar-cell.h"
+#include "structure/velmar-symmetry.h"
+
+namespace velmar::cmd {
+
+using CellPtr = Owned<VELMAR_CELL, velmar_cell_free>;
+using SymmetryPtr = Owned<VELMAR_SYMMETRY, velmar_symmetry_free>;
+
+// Reads the CIF with the run's databases; on failure prints the caller's error line and returns
+// false.
+bool load_cell(const VELMAR_CMD_OPT *opt, const char *cif, CellPtr &cell, SymmetryPtr &symmetry);
+// Whole-argument conversions; false (after an error line naming the argument) when the text is not
+// such a number.
+bool parse_int(const char *text, const char *what, int &value);
+bool parse_double(const char *text, const char *what, double &value);
+
+}  // namespace velmar::cmd
+
+#endif  // VELMAR_CMD_UTIL_H

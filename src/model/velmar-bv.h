@@ -1,0 +1,48 @@
+// Bond-valence sums of the symmetry-distinct sites of a cell, the bond valence between pairs of
+// sites, and the global instability index (GII). Bond valences s = occ exp((R0 - d) / b) use the
+// effective b of the parameter table; anion sums are negative. Sites are the atoms' flags
+// (1..total) set by velmar_cell_flag_site_by_symmetry. Records returned are owned by the caller.
+#ifndef VELMAR_BV_H
+#define VELMAR_BV_H
+
+#include "core/velmar-text.h"
+#include "model/velmar-property.h"
+#include "structure/velmar-cell.h"
+#include "structure/velmar-symmetry.h"
+
+struct VELMAR_BV {
+    long total;         // number of distinct sites
+    VELMAR_ATOM *atom;  // the first atom of each site
+    int *multi;         // atoms per site
+    double *sum;        // bond-valence sum of each site, signed
+    double **value;     // value[k][l]: bond valence from the atoms of site l to site k
+};
+
+VELMAR_BV *velmar_bv_new(int total);
+void velmar_bv_free(VELMAR_BV *bv);
+// Flags the sites, builds the table (no conducting species, screening factor 0.75) and sums.
+VELMAR_BV *velmar_bv_calculate_from_cell(VELMAR_CELL *cell, const VELMAR_SYMMETRY *symmetry,
+                                         const char *dir_unitary, const char *dir_binary);
+// The same on a copy of the cell holding only the two species.
+VELMAR_BV *velmar_bv_calculate_from_cell_with_type(const VELMAR_CELL *cell,
+                                                   const VELMAR_SYMMETRY *symmetry,
+                                                   const char *type1, int os1, const char *type2,
+                                                   int os2, const char *dir_unitary,
+                                                   const char *dir_binary);
+// Sums for a cell whose atoms already carry their site flags.
+VELMAR_BV *velmar_bv_calculate_from_flagged_cell(const VELMAR_CELL *cell,
+                                                 const VELMAR_PROPERTY *ppt);
+// 0 when every cation-anion pair has a cut-off, b and R0 above 0.
+int velmar_bv_validate_property(const VELMAR_PROPERTY *ppt);
+// GII = sqrt(sum multi occ (sum - os)^2 / sum multi occ), with its verdict printed.
+double velmar_gii_calculate_from_bv(const VELMAR_BV *bv);
+double velmar_gii_calculate_from_bv_no_msg(const VELMAR_BV *bv);
+// GII of a cell; negative on failure.
+double velmar_gii_calculate_from_cell(VELMAR_CELL *cell, const VELMAR_SYMMETRY *symmetry,
+                                      const char *dir_unitary, const char *dir_binary);
+void velmar_bv_print(const VELMAR_BV *bv);
+void velmar_bv_print_gui(const VELMAR_BV *bv);
+// The sums and pair values as text with CR LF line ends. NULL on failure.
+VELMAR_TEXT *velmar_bv_export_to_text(const VELMAR_BV *bv);
+
+#endif  // VELMAR_BV_H
