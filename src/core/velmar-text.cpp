@@ -10,6 +10,7 @@
 #include <limits>
 
 #include "core/velmar-array.h"
+#include "core/velmar-output.h"
 #include "core/velmar.h"
 
 namespace {
@@ -155,39 +156,43 @@ VELMAR_TEXT *velmar_text_import_from_file(const char *filename) {
     return owner.release();
 }
 
-namespace {
-
-int write_text(const VELMAR_TEXT *text, const char *filename, const char *mode) {
+int velmar_text_export_to_file(const VELMAR_TEXT *text, const char *filename) {
     if (text == nullptr || text->content == nullptr) {
         std::fputs("Error: VELMAR_TEXT has not been properly allocated.\n", stderr);
         return 1;
     }
-    std::FILE *file = std::fopen(filename, mode);
-    if (file == nullptr) {
+    // Written beside the final name and renamed when complete: a failed write leaves no
+    // truncated file behind, and an existing file stays as it was.
+    velmar::OutputFile file(filename);
+    if (!file.ok()) {
         std::fprintf(stderr, "Error: unable to open %s.\n", filename);
         return 1;
     }
     const auto size = static_cast<size_t>(text->length);
-    const bool written = std::fwrite(text->content, 1, size, file) == size;
-    const bool closed = std::fclose(file) == 0;
-    if (!written || !closed) {
+    if (std::fwrite(text->content, 1, size, file.get()) != size || file.commit() != 0) {
         std::fprintf(stderr, "Error: unable to write %s.\n", filename);
         return 1;
     }
     return 0;
 }
 
-}  // namespace
-
-int velmar_text_export_to_file(const VELMAR_TEXT *text, const char *filename) {
-    const int status = write_text(text, filename, "wb");
-    // A file cut short by a failed write must not be left behind looking complete.
-    if (status != 0 && text != nullptr && text->content != nullptr) std::remove(filename);
-    return status;
-}
-
 int velmar_text_append_to_file(const VELMAR_TEXT *text, const char *filename) {
-    return write_text(text, filename, "ab");
+    if (text == nullptr || text->content == nullptr) {
+        std::fputs("Error: VELMAR_TEXT has not been properly allocated.\n", stderr);
+        return 1;
+    }
+    velmar::File file(std::fopen(filename, "ab"));
+    if (!file) {
+        std::fprintf(stderr, "Error: unable to open %s.\n", filename);
+        return 1;
+    }
+    const auto size = static_cast<size_t>(text->length);
+    const bool written = std::fwrite(text->content, 1, size, file.get()) == size;
+    if (!written || std::fclose(file.release()) != 0) {
+        std::fprintf(stderr, "Error: unable to write %s.\n", filename);
+        return 1;
+    }
+    return 0;
 }
 
 int velmar_text_segregate_into_rows(char ***content, long *row, const VELMAR_TEXT *text, char sep) {

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 
+#include "core/velmar-output.h"
 #include "core/velmar.h"
 #include "structure/velmar-cell-geometry.h"
 
@@ -32,8 +33,8 @@ int velmar_cube_export_to_file(const VELMAR_CUBE *cube, const VELMAR_CELL *cell,
         std::fputs("Error: VELMAR_CUBE has not been properly initialized.\n", stderr);
         return 1;
     }
-    velmar::File file(std::fopen(filename, "wb"));
-    if (!file) {
+    velmar::OutputFile file(filename);
+    if (!file.ok()) {
         std::fprintf(stderr, "Error: unable to open file %s\n", filename);
         return 1;
     }
@@ -63,7 +64,6 @@ int velmar_cube_export_to_file(const VELMAR_CUBE *cube, const VELMAR_CELL *cell,
             const VELMAR_ATOM &atom = cell->atom[a];
             const int k = velmar_property_find_index(ppt, atom.type, atom.os);
             if (k < 0) {
-                // The file is left as far as it was written.
                 std::fputs("Error: velmar_property_find_index() returns negative value.\n", stderr);
                 return 1;
             }
@@ -77,7 +77,7 @@ int velmar_cube_export_to_file(const VELMAR_CUBE *cube, const VELMAR_CELL *cell,
             for (long k = 0; k < count[2]; ++k) std::fprintf(f, " %12.6f\r\n", row[k % cube->n[2]]);
         }
     }
-    if (std::ferror(f) != 0 || std::fclose(file.release()) != 0) {
+    if (file.commit() != 0) {
         std::fprintf(stderr, "Error: unable to write %s.\n", filename);
         return 1;
     }
