@@ -135,6 +135,7 @@ VELMAR_FFTDOT_LIST *critical_points(const VELMAR_CUBE &cube) {
         return nullptr;
     }
     const double *en = velmar::cube_values(&cube);
+    long skipped = 0;
     const int64_t plane = static_cast<int64_t>(cube.n[1]) * cube.n[2];
     for (size_t c = 0; c < voxels.size(); ++c) {
         const int64_t v = voxels[c];
@@ -147,16 +148,16 @@ VELMAR_FFTDOT_LIST *critical_points(const VELMAR_CUBE &cube) {
             for (int s = 0; s < 3; ++s) kk[r][s] = k[9 * c + 3 * r + s];
         }
         VELMAR_FFTDOT &dot = list->dot[list->total];
-        if (velmar::detail::fftdot_fill_critical(&dot, x, cube.n, cube.a_i, en[v], g, kk) != 0) {
-            std::fputs("Error: velmar_fftdot_read_from_fft() returns non-zero.\n", stderr);
-            VELMAR_ERROR_NULL(velmar_fftdot_list_new_from_fft);
-            return nullptr;
+        if (velmar::detail::fftdot_fill(&dot, x, cube.n, cube.a_i, en[v], g, kk) != 0) {
+            ++skipped;
+            continue;
         }
         if (dot.type == FFT_MIN || dot.type == FFT_SD1 || dot.type == FFT_SD2 ||
             dot.type == FFT_MAX) {
             ++list->total;
         }
     }
+    velmar::detail::fftdot_report_skipped(skipped);
     velmar_matrix33_double_copy(list->a, cube.a);
     velmar_matrix33_double_copy(list->a_i, cube.a_i);
     for (int r = 0; r < 3; ++r) list->n[r] = cube.n[r];

@@ -86,20 +86,18 @@ int velmar::detail::fftdot_fill(VELMAR_FFTDOT *dot, const long x_i[3], const int
     dot->en = en;
     velmar_vector3_double_copy(dot->f, f);
     velmar_matrix33_double_copy(dot->k, k);
-    if (velmar_matrix33_double_eigensolver_symmetric(dot->eig, dot->eiv, dot->k) != 0) {
+    // The closed form gives up on some stiff matrices (its rank tolerances are absolute); Jacobi
+    // rotations then classify the point all the same. Only a matrix with a non-finite entry stays
+    // unclassified.
+    double k_copy[3][3];
+    velmar_matrix33_double_copy(k_copy, dot->k);
+    if (velmar_matrix33_double_eigensolver_symmetric(dot->eig, dot->eiv, k_copy) != 0 &&
+        velmar_matrix33_double_eigensolver_jacobi(dot->eig, dot->eiv, dot->k) != 0) {
         dot->type = FFT_ERR;
         return 1;
     }
     dot->type = type_of_signs(dot->eig);
     return 0;
-}
-
-int velmar::detail::fftdot_fill_critical(VELMAR_FFTDOT *dot, const long x_i[3], const int32_t n[3],
-                                         const double a_i[3][3], double en, const double f[3],
-                                         const double k[3][3]) {
-    if (fftdot_fill(dot, x_i, n, a_i, en, f, k) == 0) return 0;
-    std::fputs("Error: velmar_matrix33_double_eigensolver_symmetric() returns non-zero.\n", stderr);
-    return 1;
 }
 
 bool velmar::detail::fftdot_is_critical(const double *slope, const int32_t n[3], int64_t v) {
@@ -126,7 +124,7 @@ VELMAR_FFTDOT *velmar_fftdot_new() {
 
 void velmar_fftdot_free(VELMAR_FFTDOT *dot) { std::free(dot); }
 
-int velmar_fftdot_read_from_fft(VELMAR_FFTDOT *dot, const VELMAR_FFT *fft, const long x_i[3]) {
+int velmar::detail::fftdot_read(VELMAR_FFTDOT *dot, const VELMAR_FFT *fft, const long x_i[3]) {
     bool complete = dot != nullptr && fft != nullptr && fft->en != nullptr;
     for (int r = 0; complete && r < 3; ++r) {
         complete = fft->f[r] != nullptr && fft->k[r][0] != nullptr && fft->k[r][1] != nullptr &&
@@ -151,9 +149,25 @@ int velmar_fftdot_read_from_fft(VELMAR_FFTDOT *dot, const VELMAR_FFT *fft, const
     const bool solved =
         velmar::detail::fftdot_fill(dot, folded, n, fft->en->a_i, fft->en->value[v][0], f, k) == 0;
     velmar_fftdot_determine_type(dot, fft);
-    if (solved || dot->type == FFT_NOR) return 0;
+    return solved || dot->type == FFT_NOR ? 0 : 1;
+}
+
+int velmar_fftdot_read_from_fft(VELMAR_FFTDOT *dot, const VELMAR_FFT *fft, const long x_i[3]) {
+    if (dot == nullptr || fft == nullptr || fft->en == nullptr) {
+        std::fputs("Error: VELMAR_FFT has not been properly initialized.\n", stderr);
+        return 1;
+    }
+    if (velmar::detail::fftdot_read(dot, fft, x_i) == 0) return 0;
     std::fputs("Error: velmar_matrix33_double_eigensolver_symmetric() returns non-zero.\n", stderr);
     return 1;
+}
+
+void velmar::detail::fftdot_report_skipped(long skipped) {
+    if (skipped == 0) return;
+    std::printf(
+        "Warning: %ld critical points could not be classified (their second derivatives are not "
+        "finite) and were left out.\n",
+        skipped);
 }
 
 void velmar_fftdot_determine_type(VELMAR_FFTDOT *dot, const VELMAR_FFT *fft) {
@@ -192,18 +206,20 @@ VELMAR_FFTDOT_LIST *velmar_fftdot_list_new_from_fft(const VELMAR_FFT *fft) {
     const int32_t *n = fft->en->n;
     std::vector<VELMAR_FFTDOT> dots;
     VELMAR_FFTDOT dot{};
+    long skipped = 0;
     for (long i = 0; i < n[0]; ++i) {
         for (long j = 0; j < n[1]; ++j) {
             for (long k = 0; k < n[2]; ++k) {
                 const long x[3] = {i, j, k};
-                if (velmar_fftdot_read_from_fft(&dot, fft, x) != 0) {
-                    VELMAR_ERROR_NONZERO(velmar_fftdot_read_from_fft);
-                    return nullptr;
+                if (velmar::detail::fftdot_read(&dot, fft, x) != 0) {
+                    ++skipped;
+                    continue;
                 }
                 if (is_listed(dot.type)) dots.push_back(dot);
             }
         }
     }
+    velmar::detail::fftdot_report_skipped(skipped);
     list->dot =
         static_cast<VELMAR_FFTDOT *>(std::malloc(sizeof(VELMAR_FFTDOT) * (dots.size() + 1)));
     if (list->dot == nullptr) {

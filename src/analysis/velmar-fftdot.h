@@ -68,13 +68,13 @@ namespace velmar::detail {
 
 // Sets a dot from the values at voxel x_i (folded into the grid): position, energy, derivatives,
 // eigenpairs of k and the type their signs give (a critical voxel assumed). 0, or 1 when the
-// eigensolver fails (type FFT_ERR, nothing printed).
+// point cannot be classified because k has a non-finite entry (type FFT_ERR, nothing printed).
 int fftdot_fill(VELMAR_FFTDOT *dot, const long x_i[3], const int32_t n[3], const double a_i[3][3],
                 double en, const double f[3], const double k[3][3]);
-// fftdot_fill for a critical voxel: an eigensolver failure is reported.
-int fftdot_fill_critical(VELMAR_FFTDOT *dot, const long x_i[3], const int32_t n[3],
-                         const double a_i[3][3], double en, const double f[3],
-                         const double k[3][3]);
+// velmar_fftdot_read_from_fft without its error line: 0, or 1 when the point cannot be classified.
+int fftdot_read(VELMAR_FFTDOT *dot, const VELMAR_FFT *fft, const long x_i[3]);
+// The warning for critical points left out because they could not be classified (none: silent).
+void fftdot_report_skipped(long skipped);
 // True when no voxel of the 26-neighbourhood of flat voxel v has a strictly smaller slope.
 bool fftdot_is_critical(const double *slope, const int32_t n[3], int64_t v);
 // Sorts and merges a list of critical points and reports their number.

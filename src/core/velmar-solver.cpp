@@ -1,6 +1,7 @@
 // 3x3 rank, symmetric eigenproblem, LU, linear solve, SVD and rotations.
 #include "core/velmar-solver.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -154,6 +155,86 @@ int velmar_matrix33_double_eigensolver_symmetric(double eig[3], double eiv[3][3]
         default:
             return 1;
     }
+}
+
+int velmar_matrix33_double_eigensolver_jacobi(double eig[3], double eiv[3][3],
+                                              const double A[3][3]) {
+    double a[3][3];
+    for (int i = 0; i < 3; ++i) {
+        for (int j = 0; j < 3; ++j) {
+            a[i][j] = A[std::min(i, j)][std::max(i, j)];
+            if (!std::isfinite(a[i][j])) {
+                for (int r = 0; r < 3; ++r) {
+                    eig[r] = 0.0;
+                    for (double &v : eiv[r]) v = 0.0;
+                }
+                return 1;
+            }
+        }
+    }
+    double v[3][3];  // columns are the eigenvectors
+    set_identity(v);
+    // Cyclic sweeps; each rotation zeroes one off-diagonal pair. Quadratic convergence makes a
+    // handful of sweeps enough; the cap only guards against a pathological loop.
+    for (int sweep = 0; sweep < 64; ++sweep) {
+        const double off = a[0][1] * a[0][1] + a[0][2] * a[0][2] + a[1][2] * a[1][2];
+        const double diag = a[0][0] * a[0][0] + a[1][1] * a[1][1] + a[2][2] * a[2][2];
+        if (off == 0.0 || off <= 1e-32 * diag) break;
+        for (int p = 0; p < 2; ++p) {
+            for (int q = p + 1; q < 3; ++q) {
+                if (a[p][q] == 0.0) continue;
+                // Rotation angle from the stable form of Rutishauser's formulas.
+                const double theta = (a[q][q] - a[p][p]) / (2.0 * a[p][q]);
+                const double t = (theta >= 0.0 ? 1.0 : -1.0) /
+                                 (std::fabs(theta) + std::sqrt(theta * theta + 1.0));
+                const double c = 1.0 / std::sqrt(t * t + 1.0);
+                const double s = t * c;
+                for (int k = 0; k < 3; ++k) {
+                    const double akp = a[k][p];
+                    const double akq = a[k][q];
+                    a[k][p] = c * akp - s * akq;
+                    a[k][q] = s * akp + c * akq;
+                }
+                for (int k = 0; k < 3; ++k) {
+                    const double apk = a[p][k];
+                    const double aqk = a[q][k];
+                    a[p][k] = c * apk - s * aqk;
+                    a[q][k] = s * apk + c * aqk;
+                }
+                for (int k = 0; k < 3; ++k) {
+                    const double vkp = v[k][p];
+                    const double vkq = v[k][q];
+                    v[k][p] = c * vkp - s * vkq;
+                    v[k][q] = s * vkp + c * vkq;
+                }
+            }
+        }
+    }
+    int order[3] = {0, 1, 2};
+    std::sort(order, order + 3, [&a](int x, int y) { return a[x][x] < a[y][y]; });
+    for (int r = 0; r < 3; ++r) {
+        eig[r] = a[order[r]][order[r]];
+        double n = 0.0;
+        for (int k = 0; k < 3; ++k) n += v[k][order[r]] * v[k][order[r]];
+        n = std::sqrt(n);
+        for (int k = 0; k < 3; ++k) eiv[r][k] = v[k][order[r]] / n;
+    }
+    return 0;
+}
+
+int velmar_matrix33_double_inverse(double inv[3][3], const double A[3][3]) {
+    const double det = velmar_matrix33_double_determinant(A);
+    if (!(std::fabs(det) > 1e-12)) return 1;
+    for (int i = 0; i < 3; ++i) {
+        for (int j = 0; j < 3; ++j) {
+            const int r1 = (j + 1) % 3;
+            const int r2 = (j + 2) % 3;
+            const int c1 = (i + 1) % 3;
+            const int c2 = (i + 2) % 3;
+            inv[i][j] = (A[r1][c1] * A[r2][c2] - A[r1][c2] * A[r2][c1]) / det;
+        }
+    }
+    return 0;
 }
 
 int velmar_matrix33_double_lusolver(double P[3][3], double L[3][3], double U[3][3],

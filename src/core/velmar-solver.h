@@ -14,6 +14,15 @@ int velmar_matrix33_double_eigenvalue_symmetric(double eig[3], const double A[3]
 // Eigenvalues (ascending) and unit eigenvectors, the rows of eiv in the order of eig. A is
 // symmetrised in place first. 0, or 1 when the eigenvectors cannot be found.
 int velmar_matrix33_double_eigensolver_symmetric(double eig[3], double eiv[3][3], double A[3][3]);
+// The same eigenproblem by cyclic Jacobi rotations: eigenvalues ascending, unit eigenvectors as
+// the rows of eiv, A left as it is (its upper triangle is used). It never fails on a finite
+// matrix, whatever its scale or degeneracy; 1 only when an entry is not finite (eig and eiv are
+// then zero). The closed form above stays the first choice where it succeeds, so that its digits
+// are kept; this is the fallback where it cannot find the eigenvectors.
+int velmar_matrix33_double_eigensolver_jacobi(double eig[3], double eiv[3][3],
+                                              const double A[3][3]);
+// inv = A^-1 by cofactors. 0, or 1 when |det A| is not above 1e-12 (inv is then left as it was).
+int velmar_matrix33_double_inverse(double inv[3][3], const double A[3][3]);
 // P A = L U with partial pivoting; L has a unit diagonal. Pivots below 1e-6 eliminate nothing.
 // Always 0.
 int velmar_matrix33_double_lusolver(double P[3][3], double L[3][3], double U[3][3],

@@ -10,7 +10,9 @@
 
 #include "analysis/velmar-fftdot.h"
 #include "core/velmar-la.h"
+#include "core/velmar-solver.h"
 #include "core/velmar.h"
+#include "landscape/velmar-cube-curvature.h"
 #include "structure/velmar-cell-geometry.h"
 
 namespace {
@@ -62,6 +64,27 @@ void add_wraps(int bound[3], const long from[3], const long to[3]) {
         if (diff > 1) bound[r] -= 1;
         if (diff < -1) bound[r] += 1;
     }
+}
+
+// A site is a minimum, so its curvature must be positive definite. The spectral second derivatives
+// are not always: next to a stiff region they ring, and a minimum can come out with a negative
+// eigenvalue (the 2c site of Li3N: -5.7, 0.7, 9.7 eV/A^2 spectrally, 0.5, 0.7, 2.8 by finite
+// differences of the same grid). There the finite-difference curvature of the grid is taken.
+void site_curvature_fallback(VELMAR_GRAPH_VERTEX &v, const VELMAR_FFT &fft) {
+    if (v.eig[0] > 0.0) return;
+    double k[3][3];
+    const auto *values = reinterpret_cast<const double *>(fft.en->value);
+    if (velmar::detail::curvature_at(k, values, 2, fft.en->n, fft.en->a_i, v.x_i) != 0) return;
+    double eig[3];
+    double eiv[3][3];
+    double copy[3][3];
+    velmar_matrix33_double_copy(copy, k);
+    if (velmar_matrix33_double_eigensolver_symmetric(eig, eiv, copy) != 0 &&
+        velmar_matrix33_double_eigensolver_jacobi(eig, eiv, k) != 0) {
+        return;
+    }
+    velmar_vector3_double_copy(v.eig, eig);
+    velmar_matrix33_double_copy(v.eiv, eiv);
 }
 
 bool conducting_atom(const VELMAR_ATOM &atom, const VELMAR_GRAPH &graph) {
@@ -227,16 +250,13 @@ VELMAR_GRAPH *velmar_graph_new_filled(const VELMAR_FPHALF_LIST *list, const VELM
         }
         velmar_vector3_double_copy(v.eig, dot.eig);
         velmar_matrix33_double_copy(v.eiv, dot.eiv);
+        site_curvature_fallback(v, *fft);
         v.en = end.en;
         vertices.push_back(v);
     }
 
     // Edges: two halves leaving one saddle point (two falling regions) towards different minima.
-    struct Pending {
-        VELMAR_GRAPH_EDGE edge;
-        long from;
-        long to;
-    };
+    using Pending = velmar::detail::GraphEdgeDraft;
     std::vector<Pending> edges;
     const auto usable = [&](const VELMAR_FPHALF &h) {
         if (h.total < 1) return false;
@@ -314,46 +334,7 @@ VELMAR_GRAPH *velmar_graph_new_filled(const VELMAR_FPHALF_LIST *list, const VELM
         }
     }
 
-    // The records: vertices, then edges with their partners and the vertices' edge lists.
-    if (!vertices.empty()) {
-        graph->v = static_cast<VELMAR_GRAPH_VERTEX *>(
-            std::malloc(sizeof(VELMAR_GRAPH_VERTEX) * vertices.size()));
-        if (graph->v == nullptr) {
-            std::fputs("Error: unable to reallocate VELMAR_GRAPH_VERTEX.\n", stderr);
-            return nullptr;
-        }
-        std::copy(vertices.begin(), vertices.end(), graph->v);
-        graph->total_v = static_cast<long>(vertices.size());
-    }
-    if (!edges.empty()) {
-        graph->e =
-            static_cast<VELMAR_GRAPH_EDGE *>(std::malloc(sizeof(VELMAR_GRAPH_EDGE) * edges.size()));
-        if (graph->e == nullptr) {
-            std::fputs("Error: unable to reallocate VELMAR_GRAPH_EDGE.\n", stderr);
-            return nullptr;
-        }
-        graph->total_e = static_cast<long>(edges.size());
-    }
-    std::vector<int> counts(vertices.size(), 0);
-    for (const Pending &p : edges) ++counts[p.from];
-    for (long v = 0; v < graph->total_v; ++v) {
-        if (counts[v] == 0) continue;
-        graph->v[v].e =
-            static_cast<VELMAR_GRAPH_EDGE **>(std::malloc(sizeof(VELMAR_GRAPH_EDGE *) * counts[v]));
-        if (graph->v[v].e == nullptr) {
-            std::fprintf(stderr, "Error: unable to reallocate graph->v[%ld].e.\n", v);
-            return nullptr;
-        }
-    }
-    for (long k = 0; k < graph->total_e; ++k) {
-        VELMAR_GRAPH_EDGE &e = graph->e[k];
-        e = edges[k].edge;
-        e.index = k;
-        e.v_i = &graph->v[edges[k].from];
-        e.v_f = &graph->v[edges[k].to];
-        e.e_r = &graph->e[k % 2 == 0 ? k + 1 : k - 1];
-        e.v_i->e[e.v_i->total_e++] = &e;
-    }
+    if (velmar::detail::graph_assemble(*graph, vertices, edges) != 0) return nullptr;
 
     const VELMAR_PROPERTY_UNITARY &ion = ppt->uni[ppt->conducting];
     velmar::copy_text(graph->type, sizeof graph->type, ion.type);
@@ -371,6 +352,56 @@ VELMAR_GRAPH *velmar_graph_new_filled(const VELMAR_FPHALF_LIST *list, const VELM
     graph->m = ion.m;
     graph->c = graph->total_occ / graph->volume;
     return graph.release();
+}
+
+int velmar::detail::graph_assemble(VELMAR_GRAPH &graph,
+                                   const std::vector<VELMAR_GRAPH_VERTEX> &vertices,
+                                   const std::vector<GraphEdgeDraft> &edges) {
+    if (!vertices.empty()) {
+        graph.v = static_cast<VELMAR_GRAPH_VERTEX *>(
+            std::malloc(sizeof(VELMAR_GRAPH_VERTEX) * vertices.size()));
+        if (graph.v == nullptr) {
+            std::fputs("Error: unable to reallocate VELMAR_GRAPH_VERTEX.\n", stderr);
+            return 1;
+        }
+        std::copy(vertices.begin(), vertices.end(), graph.v);
+        graph.total_v = static_cast<long>(vertices.size());
+        for (long v = 0; v < graph.total_v; ++v) {
+            graph.v[v].index = v;
+            graph.v[v].e = nullptr;
+            graph.v[v].total_e = 0;
+        }
+    }
+    if (!edges.empty()) {
+        graph.e =
+            static_cast<VELMAR_GRAPH_EDGE *>(std::malloc(sizeof(VELMAR_GRAPH_EDGE) * edges.size()));
+        if (graph.e == nullptr) {
+            std::fputs("Error: unable to reallocate VELMAR_GRAPH_EDGE.\n", stderr);
+            return 1;
+        }
+        graph.total_e = static_cast<long>(edges.size());
+    }
+    std::vector<int> counts(vertices.size(), 0);
+    for (const GraphEdgeDraft &p : edges) ++counts[p.from];
+    for (long v = 0; v < graph.total_v; ++v) {
+        if (counts[v] == 0) continue;
+        graph.v[v].e =
+            static_cast<VELMAR_GRAPH_EDGE **>(std::malloc(sizeof(VELMAR_GRAPH_EDGE *) * counts[v]));
+        if (graph.v[v].e == nullptr) {
+            std::fprintf(stderr, "Error: unable to reallocate graph->v[%ld].e.\n", v);
+            return 1;
+        }
+    }
+    for (long k = 0; k < graph.total_e; ++k) {
+        VELMAR_GRAPH_EDGE &e = graph.e[k];
+        e = edges[k].edge;
+        e.index = k;
+        e.v_i = &graph.v[edges[k].from];
+        e.v_f = &graph.v[edges[k].to];
+        e.e_r = &graph.e[k % 2 == 0 ? k + 1 : k - 1];
+        e.v_i->e[e.v_i->total_e++] = &e;
+    }
+    return 0;
 }
 
 int velmar_graph_assign_occ(VELMAR_GRAPH *graph, const VELMAR_CELL *cell) {

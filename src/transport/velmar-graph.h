@@ -6,6 +6,8 @@
 #ifndef VELMAR_GRAPH_H
 #define VELMAR_GRAPH_H
 
+#include <vector>
+
 #include "analysis/velmar-fft.h"
 #include "analysis/velmar-fpcube.h"
 #include "model/velmar-property.h"
@@ -86,5 +88,22 @@ void velmar_dot_direction(double dir[3], const double x1[3], const double x2[3],
                           const double a[3][3]);
 // Copies x1 (the images are compared but x1 itself is what is kept).
 void velmar_dot_pivot(double out[3], const double x1[3], const double x2[3], const double a[3][3]);
+
+namespace velmar::detail {
+
+// An edge before the records are linked: its attributes and the indices of its two ends.
+struct GraphEdgeDraft {
+    VELMAR_GRAPH_EDGE edge;
+    long from;
+    long to;
+};
+
+// Fills an empty graph's arrays: the vertices as given (index set to their position), the edges in
+// order with edges 2k and 2k + 1 each other's reverse, and every vertex's list of the edges that
+// start there. 0, or 1 after an error line.
+int graph_assemble(VELMAR_GRAPH &graph, const std::vector<VELMAR_GRAPH_VERTEX> &vertices,
+                   const std::vector<GraphEdgeDraft> &edges);
+
+}  // namespace velmar::detail
 
 #endif  // VELMAR_GRAPH_H

@@ -35,14 +35,16 @@ void KmcEngine::build_lists(VELMAR_KMC &kmc, double cutoff, double (*shift)(doub
     const long nv = graph->total_v;
     const long ne = graph->total_e;
 
-    // The saddle points: edges with the same position share one.
+    // The saddle points: edges with the same position and energy (an edge and its reverse) share
+    // one.
     saddle_of.resize(static_cast<size_t>(ne));
     std::vector<std::array<double, 3>> saddle_x;
-    std::map<std::array<double, 3>, int32_t> known;
+    std::map<std::array<double, 4>, int32_t> known;
     for (long k = 0; k < ne; ++k) {
-        const std::array<double, 3> x = {graph->e[k].x[0], graph->e[k].x[1], graph->e[k].x[2]};
-        const auto [at, added] = known.emplace(x, static_cast<int32_t>(saddle_x.size()));
-        if (added) saddle_x.push_back(x);
+        const VELMAR_GRAPH_EDGE &e = graph->e[k];
+        const std::array<double, 4> key = {e.x[0], e.x[1], e.x[2], e.en};
+        const auto [at, added] = known.emplace(key, static_cast<int32_t>(saddle_x.size()));
+        if (added) saddle_x.push_back({e.x[0], e.x[1], e.x[2]});
         saddle_of[k] = at->second;
     }
     known.clear();

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/velmar-sum-tree.h"
+#include "transport/velmar-kmc-stats.h"
 #include "transport/velmar-kmc.h"
 
 namespace velmar::detail {
@@ -64,6 +65,7 @@ struct KmcEngine {
     std::vector<int32_t> open_edges;       // per saddle point, its edges that are possible hops
     std::vector<double> site_e, saddle_e;  // current energies
     SumTree tree;
+    KmcTrace trace;              // block statistics of the production run
     std::vector<int32_t> dirty;  // edges to recompute
     std::vector<uint8_t> marked;
     std::vector<long> touched;  // sites whose update flag is set

@@ -14,6 +14,8 @@
 #include "structure/velmar-cell-ops.h"
 #include "structure/velmar-cif-writer.h"
 #include "structure/velmar-cif.h"
+#include "transport/velmar-graph-symmetry.h"
+#include "transport/velmar-graph-transient.h"
 #include "transport/velmar-kmc-engine.h"
 #include "transport/velmar-kmc.h"
 #include "transport/velmar-supergraph.h"
@@ -245,6 +247,40 @@ VELMAR_CELL *velmar_kmc_export_occ_to_cell(const VELMAR_KMC *kmc, const VELMAR_C
     return cell.release();
 }
 
+int velmar::detail::kmc_regularize_graph(velmar::Owned<VELMAR_GRAPH, velmar_graph_free> &graph,
+                                         const VELMAR_SYMMETRY *symmetry, const VELMAR_CELL *cell,
+                                         double temperature) {
+    // The flow paths miss some of the crystal's equivalent sites and hops: the graph is closed
+    // under the structure's symmetry. Minima too shallow to be sites become transit points, and
+    // the result is closed again (an effective hop's saddle point is placed at one of several
+    // equivalent transit points).
+    graph.reset(velmar_graph_new_symmetrized(graph.get(), symmetry));
+    if (!graph) {
+        VELMAR_ERROR_NULL(velmar_graph_new_symmetrized);
+        return 1;
+    }
+    graph.reset(velmar_graph_new_without_shallow(graph.get(), VELMAR_GRAPH_MIN_SITE_DEPTH,
+                                                 temperature > 0.0 ? temperature : 300.0));
+    if (!graph) {
+        VELMAR_ERROR_NULL(velmar_graph_new_without_shallow);
+        return 1;
+    }
+    graph.reset(velmar_graph_new_symmetrized(graph.get(), symmetry));
+    if (!graph) {
+        VELMAR_ERROR_NULL(velmar_graph_new_symmetrized);
+        return 1;
+    }
+    if (velmar_graph_assign_occ(graph.get(), cell) != 0) {
+        VELMAR_ERROR_NONZERO(velmar_graph_assign_occ);
+        return 1;
+    }
+    if (velmar_graph_assign_label(graph.get(), cell) != 0) {
+        VELMAR_ERROR_NONZERO(velmar_graph_assign_label);
+        return 1;
+    }
+    return 0;
+}
+
 double velmar_kmc_calculate_conductivity_from_file(const char *cifname, const char *cubename,
                                                    const char *type, int os, const int super[3],
                                                    double sf, double temperature, double t_limit,
@@ -260,7 +296,8 @@ double velmar_kmc_calculate_conductivity_from_file(const char *cifname, const ch
         return kFailed;
     }
     velmar::Owned<VELMAR_CELL, velmar_cell_free> cell(raw_cell);
-    velmar_symmetry_free(raw_symmetry);
+    // The symmetry is kept until the site graph has been closed under it.
+    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> symmetry(raw_symmetry);
     velmar::Owned<VELMAR_PROPERTY, velmar_property_free> ppt(
         velmar_property_import_from_cell(cell.get(), type, os, sf, unitary, binary));
     if (!ppt) {
@@ -307,6 +344,9 @@ double velmar_kmc_calculate_conductivity_from_file(const char *cifname, const ch
             VELMAR_ERROR_NULL(velmar_graph_new_filled);
             return kFailed;
         }
+        if (velmar::detail::kmc_regularize_graph(graph, symmetry.get(), cell.get(), temperature) !=
+            0)
+            return kFailed;
         supergraph = velmar_graph_new_supergraph(graph.get(), s);
         if (supergraph == nullptr) {
             VELMAR_ERROR_NULL(velmar_graph_new_supergraph);

@@ -13,6 +13,7 @@
 #include "core/velmar-random.h"
 #include "core/velmar.h"
 #include "model/velmar-energy.h"
+#include "transport/velmar-graph-transient.h"
 #include "transport/velmar-kmc-engine.h"
 
 namespace {
@@ -80,13 +81,13 @@ VELMAR_KMC *velmar_kmc_new(VELMAR_GRAPH *graph, const VELMAR_PROPERTY *ppt, doub
         ke.e = &graph->e[k];
         ke.en = e.en;
         ke.l = e.l;
-        // Attempt frequency from the curvature of the start site along the hop.
-        double stiffness = 0.0;
-        for (int j = 0; j < 3; ++j) {
-            stiffness += std::fabs(velmar_vector3_double_dot(e.dir, e.v_i->eiv[j])) * e.v_i->eig[j];
-        }
-        if (!(stiffness > 0.001)) stiffness = 0.001;
-        ke.f = 15.6 * std::sqrt(stiffness / graph->m);
+        // Attempt frequency from the curvature of the start site. It must not depend on the
+        // direction of the hop: with a stiffness projected on each hop's direction the two
+        // directions of one hop get different prefactors, the products of the rates around loops
+        // that wind the cell differ forward and back, and the ions drift at zero field (Li3N with
+        // vacancies: several A per 1e5 hops, sigma_y/sigma_x up to 11). Every hop out of a site
+        // shares the site's frequency, and detailed balance holds exactly.
+        ke.f = velmar_graph_vertex_frequency(e.v_i, graph->m);
     }
     const double q = ion.q;
     const double rc = ion.rc;
@@ -294,6 +295,12 @@ int velmar_kmc_evolve(VELMAR_KMC *kmc) {
 
 int velmar_kmc_run(VELMAR_KMC *kmc) {
     if (!kmc_ready(kmc)) return 1;
+    if (velmar::detail::kmc_total_rate(kmc) < 1e-20) {
+        std::printf(
+            "Warning: no hop is possible: every site next to an ion is occupied (there is no "
+            "vacancy, and no empty site deep enough to hold an ion), so the walk cannot start and "
+            "the conductivity on this site graph is 0.\n");
+    }
     if (velmar_kmc_equilibrate(kmc) != 0) {
         VELMAR_ERROR_NONZERO(velmar_kmc_equilibrate);
         return 1;
@@ -302,12 +309,20 @@ int velmar_kmc_run(VELMAR_KMC *kmc) {
         VELMAR_ERROR_NONZERO(velmar_kmc_log);
         return 1;
     }
-    const auto step_while = [kmc](auto more) {
+    // Blocks for the statistics: by hops when the run is limited by hops, else by time.
+    velmar::detail::KmcTrace &trace = kmc->engine->trace;
+    const bool by_steps = kmc->t_limit <= 0.0 || kmc->step_limit >= 1;
+    trace.start(*kmc,
+                by_steps ? std::max(1L, kmc->step_limit / velmar::detail::KmcTrace::kBlocks) : 0,
+                kmc->t_limit / velmar::detail::KmcTrace::kBlocks);
+    const auto step_while = [kmc, &trace](auto more) {
         while (more()) {
             if (velmar_kmc_evolve(kmc) != 0) {
+                trace.finish();
                 VELMAR_ERROR_NONZERO(velmar_kmc_evolve);
                 return false;
             }
+            trace.after_hop(*kmc);
         }
         return true;
     };
@@ -324,6 +339,7 @@ int velmar_kmc_run(VELMAR_KMC *kmc) {
         ok = step_while([kmc] { return kmc->t < kmc->t_limit && kmc->step < kmc->step_limit; });
     }
     if (ok && kmc->t_limit <= 1e-5) ok = step_while([kmc] { return kmc->step < kmc->step_limit; });
+    trace.finish();
     kmc->engine->sync_rates(*kmc);
     return ok ? 0 : 1;
 }
@@ -369,5 +385,6 @@ int velmar_kmc_calculate_conductivity(VELMAR_KMC *kmc) {
         kmc->conductivity[k] += conductivity;
     }
     velmar_kmc_print_result(kmc);
+    kmc->engine->trace.print(*kmc);
     return 0;
 }

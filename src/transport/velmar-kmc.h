@@ -18,8 +18,10 @@
 
 #include <cstdio>
 
+#include "core/velmar.h"
 #include "model/velmar-property.h"
 #include "structure/velmar-cell.h"
+#include "structure/velmar-symmetry.h"
 #include "transport/velmar-graph.h"
 
 namespace velmar::detail {
@@ -120,6 +122,12 @@ double kmc_coulomb_shift(double x, double q, double rc, double sf);
 long kmc_choose(const VELMAR_KMC *kmc, double u);
 // Sum of the positive rates.
 double kmc_total_rate(const VELMAR_KMC *kmc);
+// The landscape's site graph made fit for the walk at the given temperature: closed under the
+// structure's symmetry, minima too shallow to be sites taken as transit points, occupancies and
+// labels from the structure. 0, or 1 after an error line (graph then empty).
+int kmc_regularize_graph(velmar::Owned<VELMAR_GRAPH, velmar_graph_free> &graph,
+                         const VELMAR_SYMMETRY *symmetry, const VELMAR_CELL *cell,
+                         double temperature);
 
 }  // namespace velmar::detail
 

@@ -137,6 +137,43 @@ TEST(Eigen, DegenerateSpectraTakeTheRankOneBranches) {
     }
 }
 
+// The fallback must succeed on every finite symmetric matrix, at any scale and with any
+// degeneracy, including the stiff curvatures near atoms on which the closed form gives up.
+TEST(Eigen, JacobiNeverFailsOnFiniteMatricesAndRefusesOthers) {
+    std::mt19937 gen(7u);
+    std::uniform_real_distribution<double> unit(-1.0, 1.0);
+    int closed_form_failures = 0;
+    for (double scale : {1e-9, 1e-3, 1.0, 1e3, 1e5}) {
+        for (int trial = 0; trial < 200; ++trial) {
+            double d[3] = {unit(gen) * scale, unit(gen) * scale, unit(gen) * scale};
+            if (trial % 4 == 1) d[1] = d[0];  // doubly degenerate
+            if (trial % 4 == 2) d[2] = d[1] = d[0];
+            const double angles[3] = {3.0 * unit(gen), 3.0 * unit(gen), 3.0 * unit(gen)};
+            double A[3][3];
+            rotated_diagonal(A, d, angles);
+            double eig[3];
+            double eiv[3][3];
+            ASSERT_EQ(velmar_matrix33_double_eigensolver_jacobi(eig, eiv, A), 0);
+            expect_eigenpairs(A, eig, eiv, 1e-12 * scale + 1e-13);
+            double copy[3][3];
+            velmar_matrix33_double_copy(copy, A);
+            double eig2[3];
+            double eiv2[3][3];
+            closed_form_failures += velmar_matrix33_double_eigensolver_symmetric(eig2, eiv2, copy);
+        }
+    }
+    // Absolute rank tolerances make the closed form fail on stiff matrices; the fallback is needed.
+    EXPECT_GT(closed_form_failures, 0);
+
+    double bad[3][3] = {{1.0, 0.0, 0.0}, {0.0, NAN, 0.0}, {0.0, 0.0, 1.0}};
+    double eig[3];
+    double eiv[3][3];
+    EXPECT_EQ(velmar_matrix33_double_eigensolver_jacobi(eig, eiv, bad), 1);
+    bad[1][1] = 1.0;
+    bad[0][2] = INFINITY;
+    EXPECT_EQ(velmar_matrix33_double_eigensolver_jacobi(eig, eiv, bad), 1);
+}
+
 TEST(LinearSolve, LuFactorsAndSolvesGeneralLattices) {
     std::mt19937 gen(7u);
     std::uniform_real_distribution<double> entry(-5.0, 5.0);
@@ -183,6 +220,21 @@ TEST(LinearSolve, LuFactorsAndSolvesGeneralLattices) {
     double back[3];
     velmar_matrix33_double_multiply_vector3(back, needs_swap, x);
     for (int i = 0; i < 3; ++i) EXPECT_NEAR(back[i], b[i], 1e-12);
+}
+
+TEST(LinearSolve, InverseOfAnObliqueLatticeAndOfASingularOne) {
+    const double A[3][3] = {{3.6, 0.0, 0.0}, {-1.8, 3.1176914536, 0.0}, {0.4, -0.2, 3.9}};
+    double inv[3][3];
+    ASSERT_EQ(velmar_matrix33_double_inverse(inv, A), 0);
+    double product[3][3];
+    velmar_matrix33_double_multiplication(product, A, inv);
+    for (int i = 0; i < 3; ++i) {
+        for (int j = 0; j < 3; ++j) EXPECT_NEAR(product[i][j], i == j ? 1.0 : 0.0, 1e-14);
+    }
+    const double flat[3][3] = {{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {1.0, 1.0, 0.0}};
+    double keep[3][3] = {{7.0}};
+    EXPECT_EQ(velmar_matrix33_double_inverse(keep, flat), 1);
+    EXPECT_EQ(keep[0][0], 7.0);
 }
 
 TEST(LinearSolve, CoplanarLatticeIsSingular) {
