@@ -1,4 +1,5 @@
 // Kinetic Monte Carlo: logs, printouts, occupation exports and the whole calculation from files.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +11,7 @@
 #include "core/velmar-la.h"
 #include "core/velmar.h"
 #include "landscape/velmar-cube-file.h"
+#include "landscape/velmar-cube-match.h"
 #include "structure/velmar-cell-geometry.h"
 #include "structure/velmar-cell-ops.h"
 #include "structure/velmar-cif-writer.h"
@@ -281,6 +283,53 @@ int velmar::detail::kmc_regularize_graph(velmar::Owned<VELMAR_GRAPH, velmar_grap
     return 0;
 }
 
+int velmar::detail::kmc_check_memory(const VELMAR_GRAPH &graph, const int s[3], double cutoff) {
+    const double available = kmc_available_memory();
+    if (!(available > 0.0)) return 0;  // unknown: nothing to check against
+    const double need = kmc_memory_estimate(graph, s, cutoff);
+    if (need <= available) return 0;
+    const double cells = static_cast<double>(s[0]) * s[1] * s[2];
+    std::fprintf(stderr,
+                 "Error: the kinetic Monte Carlo of the %d x %d x %d supercell (%.0f sites, %.0f "
+                 "hops) would need about %.1f GB for its neighbour lists, more than the %.1f GB of "
+                 "memory available: give a smaller supercell or cut-off.\n",
+                 s[0], s[1], s[2], static_cast<double>(graph.total_v) * cells,
+                 static_cast<double>(graph.total_e) / 2.0 * cells, need / 1e9, available / 1e9);
+    return 1;
+}
+
+double velmar::detail::kmc_memory_estimate(const VELMAR_GRAPH &graph, const int s[3],
+                                           double cutoff) {
+    if (!(cutoff > 0.0)) cutoff = 5.0;
+    const double cells = static_cast<double>(s[0]) * s[1] * s[2];
+    const double sites = static_cast<double>(graph.total_v) * cells;
+    const double edges = static_cast<double>(graph.total_e) * cells;
+    // Sites within the cut-off of a site or saddle point, at the graph's density (the sphere
+    // does not hold more sites than the supercell has).
+    const double sphere = 4.0 / 3.0 * 3.14159265 * cutoff * cutoff * cutoff;
+    const double near = std::min(sites, static_cast<double>(graph.total_v) / graph.volume * sphere);
+    // Bytes: graph and walk records per site and per edge, and per list entry the neighbour's
+    // index and shift with their transposes (site lists, and one list per saddle point shared by
+    // an edge and its reverse).
+    constexpr double kPerSite = 600.0;
+    constexpr double kPerEdge = 450.0;
+    constexpr double kPerEntry = 48.0;
+    return sites * kPerSite + edges * kPerEdge + (sites + edges / 2.0) * near * kPerEntry;
+}
+
+double velmar::detail::kmc_available_memory() {
+    std::FILE *f = std::fopen("/proc/meminfo", "rb");
+    if (f == nullptr) return 0.0;
+    velmar::File file(f);
+    char line[256];
+    while (std::fgets(line, sizeof line, f) != nullptr) {
+        long kb = 0;
+        if (std::sscanf(line, "MemAvailable: %ld kB", &kb) == 1)
+            return static_cast<double>(kb) * 1024.0;
+    }
+    return 0.0;
+}
+
 double velmar_kmc_calculate_conductivity_from_file(const char *cifname, const char *cubename,
                                                    const char *type, int os, const int super[3],
                                                    double sf, double temperature, double t_limit,
@@ -310,6 +359,12 @@ double velmar_kmc_calculate_conductivity_from_file(const char *cifname, const ch
         return kFailed;
     }
     velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube(raw_cube);
+    // A landscape of another cell (or of a supercell, as written for a partially occupied
+    // structure) would put the sites in the wrong places and give meaningless numbers.
+    if (velmar_cube_check_lattice(cube.get(), cell.get(), cubename, cifname) != 0) {
+        VELMAR_ERROR_NONZERO(velmar_cube_check_lattice);
+        return kFailed;
+    }
     velmar::Owned<VELMAR_FPCUBE, velmar_fpcube_free> fpcube(
         velmar_fpcube_new_from_cube(cube.get()));
     if (!fpcube) {
@@ -347,6 +402,7 @@ double velmar_kmc_calculate_conductivity_from_file(const char *cifname, const ch
         if (velmar::detail::kmc_regularize_graph(graph, symmetry.get(), cell.get(), temperature) !=
             0)
             return kFailed;
+        if (velmar::detail::kmc_check_memory(*graph, s, cutoff) != 0) return kFailed;
         supergraph = velmar_graph_new_supergraph(graph.get(), s);
         if (supergraph == nullptr) {
             VELMAR_ERROR_NULL(velmar_graph_new_supergraph);

@@ -125,6 +125,13 @@ double kmc_total_rate(const VELMAR_KMC *kmc);
 // The landscape's site graph made fit for the walk at the given temperature: closed under the
 // structure's symmetry, minima too shallow to be sites taken as transit points, occupancies and
 // labels from the structure. 0, or 1 after an error line (graph then empty).
+// Bytes the walk on graph replicated s[0] x s[1] x s[2] times will take with the given cut-off
+// (an estimate from the graph's site density, within a factor of about two).
+double kmc_memory_estimate(const VELMAR_GRAPH &graph, const int s[3], double cutoff);
+// Memory the system can give without swapping, bytes; 0 when unknown.
+double kmc_available_memory();
+// 0 when the walk fits in the available memory (or that is unknown); else an error line and 1.
+int kmc_check_memory(const VELMAR_GRAPH &graph, const int s[3], double cutoff);
 int kmc_regularize_graph(velmar::Owned<VELMAR_GRAPH, velmar_graph_free> &graph,
                          const VELMAR_SYMMETRY *symmetry, const VELMAR_CELL *cell,
                          double temperature);
