@@ -102,6 +102,7 @@ void KmcTrace::close_block(const VELMAR_KMC &kmc) {
         for (int r = 0; r < 3; ++r) {
             const double step = d[r] - last_[o][r];
             b.msd += step * step;
+            b.msd_k[r] += step * step;
             b.shift[r] += step;
             from_start += d[r] * d[r];
         }
@@ -109,6 +110,7 @@ void KmcTrace::close_block(const VELMAR_KMC &kmc) {
     }
     const double n = ions_ > 0 ? static_cast<double>(ions_) : 1.0;
     b.msd /= n;
+    for (double &m : b.msd_k) m /= n;
     for (double &s : b.shift) s /= n;
     b.msd_from_start = from_start / n;
     blocks_.push_back(b);
@@ -148,15 +150,28 @@ void KmcTrace::print(const VELMAR_KMC &kmc) const {
     if (nb < 4) {
         std::printf("KMC: convergence: %zu blocks, too few to estimate errors.\n", nb);
     } else {
-        const MeanError rate = mean_error(nb, [this](size_t b) {
-            return blocks_[b].tau > 0.0 ? blocks_[b].msd / (6.0 * blocks_[b].tau) : 0.0;
-        });
-        const double sigma = kmc.conductivity[3];
-        const double relative = rate.mean > 0.0 ? rate.error / rate.mean : 0.0;
+        // The conductivity of each block (the run's conductivity scaled by the block's share of
+        // the diffusivity), total then x, y, z: their mean and its standard error.
+        const double t_run = blocks_.back().t_end;
+        const auto block_mean = [this, nb, &kmc](int k) {
+            const VELMAR_GRAPH &g = *kmc.graph;
+            return mean_error(nb, [&, k](size_t b) {
+                const Block &block = blocks_[b];
+                const double msd = k < 0 ? block.msd : block.msd_k[k];
+                // sigma = msd / (6 t) os^2 c e / (kB T): the factors of the run's own value.
+                const double factor =
+                    g.os * 11604.52 / kmc.temperature * g.os * g.c * 1.60217662 * 10.0 / 6.0;
+                return block.tau > 0.0 ? msd / block.tau * factor : 0.0;
+            });
+        };
+        const MeanError m[4] = {block_mean(0), block_mean(1), block_mean(2), block_mean(-1)};
         std::printf("KMC: convergence: %zu blocks of %.3g ps on average.\n", nb,
-                    blocks_.back().t_end / static_cast<double>(nb));
-        std::printf("KMC: conductivity = %.2e +/- %.1e S/cm (standard error of the blocks).\n",
-                    sigma, sigma * relative);
+                    t_run / static_cast<double>(nb));
+        std::printf(
+            "KMC: conductivity of the blocks = %.2e +/- %.1e, (%.2e +/- %.1e, %.2e +/- %.1e, %.2e "
+            "+/- %.1e) S/cm (mean and standard error).\n",
+            m[3].mean, m[3].error, m[0].mean, m[0].error, m[1].mean, m[1].error, m[2].mean,
+            m[2].error);
     }
     const double t_end = nb > 0 ? blocks_.back().t_end : 0.0;
     const double msd_end = nb > 0 ? blocks_.back().msd_from_start : 0.0;

@@ -1,6 +1,9 @@
 // Whether a kinetic Monte Carlo run can be trusted. The run is cut into blocks; at each block's end
-// the ions' displacements are taken. From them: the conductivity's statistical error (the spread
-// of the diffusivities of the blocks), whether the ions diffuse (their mean squared displacement
+// the ions' displacements are taken. From them: the conductivity with its statistical error (the
+// blocks are independent samples of it; the run's own value, from the displacements since its
+// start, is one sample, whose scatter does not shrink as the run grows, since the squared
+// displacement of a fixed set of walkers scatters by a share of itself that does not depend on
+// time), whether the ions diffuse (their mean squared displacement
 // keeps growing at its average rate over the second half of the run, instead of levelling off as
 // it does when they only rattle between neighbouring sites), and whether they drift (a mean
 // displacement beyond its statistical error, which at zero field means the run is not at
@@ -42,6 +45,7 @@ class KmcTrace {
     struct Block {
         double tau;                   // ps
         double msd;                   // mean over the ions of |displacement in the block|^2
+        std::array<double, 3> msd_k;  // the same per component
         std::array<double, 3> shift;  // mean displacement in the block
         double t_end;                 // ps since the start
         double msd_from_start;        // mean |displacement since the start|^2 at the block's end

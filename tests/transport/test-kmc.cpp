@@ -152,6 +152,51 @@ TEST(Kmc, RandomWalkOfOneIonHasTheAnalyticDiffusivity) {
     EXPECT_NE(out.out.find("KMC: conducting species: Li1+\n"), std::string::npos);
 }
 
+// Arrhenius: 8 ions on the 512 sites of the simple cubic lattice (too dilute to meet: exclusion
+// changes their diffusivity by under 1 %), no Coulomb partners, at 250, 300, 400 and 500 K. The fit
+// of ln D against 1/kT gives back the lattice's barrier (0.1 eV) and prefactor a^2 f. Each
+// temperature averages 25 runs of 8 walks: about 6 % on D, about 0.004 eV on the slope.
+TEST(Kmc, ArrheniusFitGivesBackTheBarrierAndPrefactor) {
+    velmar_test::ScratchDir dir;
+    auto l = velmar_test::site_lattice(0.05, 8.0 / 512.0);
+    const int s[3] = {4, 4, 4};
+    Kmc kmc = lattice_kmc(l, s, 0.1, 300.0, dir);
+    ASSERT_NE(kmc, nullptr);
+    const double f = kmc->ke[0].f;
+    kmc->step_limit = 2000;
+    std::vector<double> x;
+    std::vector<double> y;
+    velmar_random_seed(23u);
+    for (double temperature : {250.0, 300.0, 400.0, 500.0}) {
+        kmc->temperature = temperature;
+        for (double &d : kmc->diffusivity) d = 0.0;
+        const int runs = 25;
+        capture([&] {
+            for (int run = 0; run < runs; ++run)
+                ASSERT_EQ(velmar_kmc_calculate_conductivity(kmc.get()), 0);
+        });
+        x.push_back(1.0 / (kBoltzmann * temperature));
+        y.push_back(std::log(kmc->diffusivity[3] / runs));
+    }
+    // Least squares line y = b - Ea x.
+    double mx = 0.0;
+    double my = 0.0;
+    for (size_t i = 0; i < x.size(); ++i) {
+        mx += x[i] / x.size();
+        my += y[i] / y.size();
+    }
+    double sxy = 0.0;
+    double sxx = 0.0;
+    for (size_t i = 0; i < x.size(); ++i) {
+        sxy += (x[i] - mx) * (y[i] - my);
+        sxx += (x[i] - mx) * (x[i] - mx);
+    }
+    const double ea = -sxy / sxx;
+    const double prefactor = std::exp(my + ea * mx);
+    EXPECT_NEAR(ea, 0.1, 0.015);
+    EXPECT_NEAR(prefactor, f * 16.0, 0.3 * f * 16.0);  // a^2 f, A^2/ps
+}
+
 TEST(Kmc, ABlockedLatticeReportsInsteadOfLooping) {
     velmar_test::ScratchDir dir;
     auto l = velmar_test::site_lattice(0.05, 1.0);  // every site full
