@@ -18,6 +18,7 @@ void velmar_cmd_opt_do_gen_cif_assign_all(const VELMAR_CMD_OPT *opt);
 void velmar_cmd_opt_do_gen_gin_lib(const VELMAR_CMD_OPT *opt);
 void velmar_cmd_opt_do_gen_gin_eam(const VELMAR_CMD_OPT *opt);
 void velmar_cmd_opt_do_gen_gin(const VELMAR_CMD_OPT *opt);
+void velmar_cmd_opt_do_gen_lmp(const VELMAR_CMD_OPT *opt);
 void velmar_cmd_opt_do_gen_cube(const VELMAR_CMD_OPT *opt);
 void velmar_cmd_opt_do_gen_cube_gii(const VELMAR_CMD_OPT *opt);
 void velmar_cmd_opt_do_gen_cube_tot(const VELMAR_CMD_OPT *opt);

@@ -66,6 +66,7 @@ constexpr Command kCommands[] = {
     {"--gen-gin", velmar_cmd_opt_do_gen_gin,
      "Message:   --gen-gin           : generate an overall input file in .gin format for "
      "performing molecular dynamics calculaiton with software GULP.\n"},
+    {"--gen-lmp", velmar_cmd_opt_do_gen_lmp, nullptr},
     {"--gen-cube", velmar_cmd_opt_do_gen_cube,
      "Message:   --gen-cube          : calculate the static energy landscape for ionic conduction "
      "and write the result to file in Gaussian cube format.\n"},

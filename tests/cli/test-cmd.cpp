@@ -200,6 +200,7 @@ TEST(CmdDispatch, EveryCommandReachesAHandler) {
                               "--gen-gin-lib",
                               "--gen-gin-eam",
                               "--gen-gin",
+                              "--gen-lmp",
                               "--gen-cube",
                               "--gen-cube-gii",
                               "--gen-cube-tot",
