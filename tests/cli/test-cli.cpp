@@ -238,6 +238,68 @@ TEST(Cli, LandscapeCommands) {
               "Error: velmar_cube_import_from_file() returns non-zero.\n");
 }
 
+TEST(Cli, CoordinationNumberCommands) {
+    velmar_test::ScratchDir dir;
+    fs::copy_file(fs::path(VELMAR_TEST_DATA) / "data" / "cn" / "NaCl.cif", dir / "NaCl.cif");
+    // Help blocks: the command line with its arguments, an empty line, the arguments, examples.
+    for (const char *command : {"--cal-cn", "--cal-cn-atom", "--cal-cn-type", "--cal-cn-bv"}) {
+        const auto r = run_velmar({command, "NaCl.cif"}, dir.path());
+        EXPECT_TRUE(r.out.starts_with(std::string("Command: ") + command + " [input.cif] ["))
+            << command;
+        EXPECT_NE(r.out.find(".\n\nCommand: ["), std::string::npos) << command;
+        EXPECT_NE(r.out.find("\nExample: ./velmar.x " + std::string(command) + " "),
+                  std::string::npos)
+            << command;
+        EXPECT_EQ(r.err, "") << command;
+    }
+    EXPECT_NE(run_velmar({"--cal-cn"})
+                  .out.find("--cal-cn-bv, which weighs each bond by its bond "
+                            "valence, is the better choice."),
+              std::string::npos);
+
+    auto r = run_velmar({"--cal-cn", "NaCl.cif", "Na"}, dir.path());
+    EXPECT_EQ(r.err, "");
+    EXPECT_TRUE(
+        r.out.ends_with("CN:    Na1 Na1+  1.000   6.000     6   2.8200   2.0644\n"
+                        "CN: average = 6.000\n"
+                        "Message: coordination numbers written to NaCl.cif.cn.csv.\n"));
+    EXPECT_TRUE(velmar_test::read_file(dir / "NaCl.cif.cn.csv")
+                    .starts_with("label,type,os,occ,x_f,y_f,z_f,cn,sites,shell,gap\r\n"));
+    r = run_velmar({"--cal-cn-type", "NaCl.cif", "Cl", "-1", "Na", "1", "8"}, dir.path());
+    EXPECT_NE(r.out.find("CN: average coordination number of Cl1- by Na1+ = 6.000\n"),
+              std::string::npos);
+    r = run_velmar({"--cal-cn-atom", "NaCl.cif", "Cl1"}, dir.path());
+    EXPECT_NE(r.out.find("CN:      Na1 Na1+  1.000    2.8200    0.1542   yes\n"),
+              std::string::npos);
+    EXPECT_TRUE(velmar_test::read_file(dir / "NaCl.cif.cn.csv")
+                    .starts_with("label,type,os,occ,x_f,y_f,z_f,cn,neighbour,neighbour_type,"
+                                 "neighbour_os,neighbour_occ,distance,bv,in_shell\r\n"
+                                 "Cl1,Cl,-1,1.0000,0.500000,0.500000,0.500000,6.0000,Na1,Na,1,"
+                                 "1.0000,2.8200,0.1542,1\r\n"));
+    r = run_velmar({"--cal-cn-bv", "NaCl.cif", "Na1"}, dir.path());
+    EXPECT_NE(r.out.find("CN: a bond counts when it carries at least 4.0 % of the site's "
+                         "bond-valence sum; cn_eff = (sum s)^2 / sum s^2.\n"),
+              std::string::npos);
+    EXPECT_NE(r.out.find("CN:    Na1 Na1+  1.000   6.000   6.539  0.966495   2.8200   2.0644\n"),
+              std::string::npos);
+
+    // Failures: an error line and its caller's, no table written.
+    fs::remove(dir / "NaCl.cif.cn.csv");
+    r = run_velmar({"--cal-cn", "NaCl.cif", "Xx"}, dir.path());
+    EXPECT_EQ(r.err,
+              "Error: no atom is labelled Xx and no atom is of element Xx.\n"
+              "Error: velmar_cn_calculate_by_rdf() returns NULL.\n");
+    EXPECT_EQ(run_velmar({"--cal-cn", "NaCl.cif", "Na", "6A"}, dir.path()).err,
+              "Error: invalid r_max '6A'.\n");
+    EXPECT_EQ(run_velmar({"--cal-cn-atom", "NaCl.cif", "Na", "0"}, dir.path()).err,
+              "Error: r_max must be a positive number of angstrom, not 0.\n"
+              "Error: velmar_cn_calculate_shell() returns NULL.\n"
+              "Error: velmar_cn_calculate_shell_from_cell() returns NULL.\n");
+    EXPECT_EQ(run_velmar({"--cal-cn-type", "NaCl.cif", "Na", "+", "Cl", "-1"}, dir.path()).err,
+              "Error: invalid os1 '+'.\n");
+    EXPECT_FALSE(fs::exists(dir / "NaCl.cif.cn.csv"));
+}
+
 TEST(Cli, CommandsOfLaterSubsystemsSayTheyAreNotAvailable) {
     const auto r = run_velmar({"--gh", "Li3N.cif"});
     EXPECT_EQ(r.status, 0);
