@@ -38,9 +38,8 @@ struct Structure {
     velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> symmetry;
 };
 
-// A structure of the test corpus, read with the databases of the source tree.
-inline Structure load_corpus(const std::string &source, const char *file) {
-    const std::string path = source + "/tests/data/corpus/" + file;
+// A structure read with the databases of the source tree, from its path.
+inline Structure load_path(const std::string &source, const std::string &path) {
     const std::string symcards = source + "/data/database_symcards.dat";
     const std::string unitary = source + "/data/database_unitary.dat";
     VELMAR_CELL *cell = nullptr;
@@ -51,6 +50,11 @@ inline Structure load_corpus(const std::string &source, const char *file) {
     s.cell.reset(cell);
     s.symmetry.reset(symmetry);
     return s;
+}
+
+// A structure of the test corpus.
+inline Structure load_corpus(const std::string &source, const char *file) {
+    return load_path(source, source + "/tests/data/corpus/" + file);
 }
 
 // The parameter table of a cell with Li+ conducting and the screening factor searched.
