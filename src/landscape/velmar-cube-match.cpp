@@ -54,5 +54,23 @@ int velmar_cube_check_lattice(const VELMAR_CUBE *cube, const VELMAR_CELL *cell,
                  cube_name, cell_name, pc.length[0], pc.length[1], pc.length[2], pc.angle[0],
                  pc.angle[1], pc.angle[2], ps.length[0], ps.length[1], ps.length[2], ps.angle[0],
                  ps.angle[1], ps.angle[2]);
+    // The usual cause: the landscape written for a structure whose conducting sites are partly
+    // occupied, which is computed on a supercell with those sites resolved.
+    int multiple[3] = {0, 0, 0};
+    bool supercell = true;
+    for (int r = 0; r < 3 && supercell; ++r) {
+        const double ratio = pc.length[r] / ps.length[r];
+        multiple[r] = static_cast<int>(std::lround(ratio));
+        supercell = multiple[r] >= 1 && std::fabs(ratio - multiple[r]) < 1e-3 * ratio &&
+                    std::fabs(pc.angle[r] - ps.angle[r]) < 0.01;
+    }
+    if (supercell) {
+        std::fprintf(stderr,
+                     "Error: %s spans a %d x %d x %d supercell of %s, as the landscape of a "
+                     "structure with partly occupied conducting sites does; the landscape leaves "
+                     "the conducting ions out, so compute it on a copy of %s whose conducting "
+                     "sites have occupancy 1.\n",
+                     cube_name, multiple[0], multiple[1], multiple[2], cell_name, cell_name);
+    }
     return 1;
 }

@@ -36,6 +36,8 @@ TEST(CubeMatch, AcceptsItsOwnCellAfterAFileRoundTripAndRefusesOthers) {
               std::string::npos)
         << c.err;
     EXPECT_NE(c.err.find("7.2960 3.6480 3.8750 A"), std::string::npos) << c.err;  // 2a, a, c
+    EXPECT_NE(c.err.find("Error: x.cube spans a 2 x 1 x 1 supercell of y.cif"), std::string::npos)
+        << c.err;
 }
 
 }  // namespace
