@@ -20,6 +20,11 @@ build=${VELMAR_BUILD_DIR:-$root/build}
 jobs=$(nproc 2>/dev/null || echo 2)
 
 packages=(cmake make g++ pkg-config libgtest-dev libfftw3-dev libsymspg-dev)
+# The tests also compare with independent tools: pymatgen (coordination numbers), LAMMPS (the
+# exported force field) and ASE (cube files); each such test is skipped where its tool is absent.
+if [ "$mode" = test ]; then
+  packages+=(python3-pymatgen python3-ase lammps)
+fi
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
