@@ -6,8 +6,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <vector>
 
 #include "cli/velmar-cmd-handlers.h"
 #include "core/velmar-random.h"
@@ -167,6 +170,32 @@ bool file_exists(const char *path) {
     return file != nullptr;
 }
 
+// Where a database file is looked for, in order: the directory of argv[0] (as the program was
+// called; the current directory for a bare name found through PATH), the directory of the
+// executable itself (a symbolic link followed), the data directory of an installation beside it
+// (<prefix>/bin/velmar.x reads <prefix>/share/velmar), and the data directory the build was
+// configured to install to. The first that holds the file is used; when none does, the warning
+// names the first.
+std::string locate_database(const char *executable_dir, const char *file) {
+    const std::string first = std::string(executable_dir) + file;
+    if (file_exists(first.c_str())) return first;
+    std::vector<std::string> others;
+    std::error_code ec;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
+    if (!ec) {
+        others.push_back((self.parent_path() / file).string());
+        others.push_back((self.parent_path().parent_path() / "share" / "velmar" / file).string());
+    }
+#ifdef VELMAR_DATA_DIR
+    others.push_back(std::string(VELMAR_DATA_DIR) + "/" + file);
+#endif
+    for (const std::string &path : others) {
+        if (file_exists(path.c_str())) return path;
+    }
+    std::printf("Warning: unable to find %s\n", first.c_str());
+    return first;
+}
+
 }  // namespace
 
 int velmar_cmd_start(int argc, char **argv) {
@@ -215,8 +244,7 @@ VELMAR_CMD_OPT *velmar_cmd_opt_init(int argc, char **argv) {
         {"database_symcards.dat", &VELMAR_CMD_OPT::dir_symcards},
     };
     for (const Database &database : kDatabases) {
-        const std::string path = std::string(opt->path_executable) + database.file;
-        if (!file_exists(path.c_str())) std::printf("Warning: unable to find %s\n", path.c_str());
+        const std::string path = locate_database(opt->path_executable, database.file);
         opt.get()->*database.field = new_string(path);
         if (opt.get()->*database.field == nullptr) {
             std::fputs("Error: unable to allocate string.\n", stderr);

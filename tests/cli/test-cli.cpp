@@ -319,17 +319,80 @@ TEST(Cli, PrintSysShowsTheDatabasesBesideTheExecutable) {
     EXPECT_EQ(r.err, "");
 }
 
-TEST(Cli, BareNameUsesTheWorkingDirectory) {
+TEST(Cli, BareNameUsesTheWorkingDirectoryThenTheExecutablesOwn) {
     const std::string exe = velmar_test::velmar_exe().string();
     // In the build directory the databases are found through "./".
     auto r = run(exe, "velmar.x", {"--print-sys"}, velmar_test::velmar_exe().parent_path());
     EXPECT_TRUE(r.out.starts_with("CMD_OPT: dir_unitary=     ./database_unitary.dat\n")) << r.out;
     EXPECT_EQ(r.out.find("Warning"), std::string::npos);
-    // Elsewhere they are missing, and even --help says so first.
+    // Elsewhere (a bare name found through PATH) those beside the executable itself serve.
     velmar_test::ScratchDir elsewhere;
-    r = run(exe, "velmar.x", {"--help"}, elsewhere.path());
-    EXPECT_EQ(r.status, 0);
-    EXPECT_TRUE(r.out.starts_with(warnings_for("./") + "Message: avalable commands are listed.\n"));
+    r = run(exe, "velmar.x", {"--print-sys"}, elsewhere.path());
+    const std::string dir = velmar_test::velmar_exe().parent_path().string() + "/";
+    EXPECT_TRUE(r.out.starts_with("CMD_OPT: dir_unitary=     " + dir + "database_unitary.dat\n"))
+        << r.out;
+    EXPECT_EQ(r.out.find("Warning"), std::string::npos);
+}
+
+// An installation keeps the databases in <prefix>/share/velmar; a symbolic link to velmar.x
+// elsewhere still finds them.
+TEST(Cli, AnInstalledCopyFindsItsDatabasesInShare) {
+    velmar_test::ScratchDir prefix;
+    fs::create_directories(prefix / "bin");
+    fs::create_directories(prefix / "share" / "velmar");
+    fs::copy_file(velmar_test::velmar_exe(), prefix / "bin" / "velmar.x");
+    for (const char *db : {"database_unitary.dat", "database_binary.dat", "database_symcards.dat"})
+        fs::copy_file(velmar_test::velmar_exe().parent_path() / db,
+                      prefix / "share" / "velmar" / db);
+    fs::create_directories(prefix / "links");
+    fs::create_symlink(prefix / "bin" / "velmar.x", prefix / "links" / "velmar.x");
+    velmar_test::ScratchDir elsewhere;
+    for (const fs::path &called : {prefix / "bin" / "velmar.x", prefix / "links" / "velmar.x"}) {
+        const auto r = run(called.string(), called.string(), {"--print-sys"}, elsewhere.path());
+        const std::string data = fs::canonical(prefix / "share" / "velmar").string() + "/";
+        EXPECT_EQ(r.out.find("Warning"), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find("CMD_OPT: dir_symcards=    " + data + "database_symcards.dat\n"),
+                  std::string::npos)
+            << r.out;
+    }
+}
+
+// The manual page and the bash completion name every command of the table.
+TEST(Cli, ManualPageAndCompletionKnowEveryCommand) {
+    const std::string table =
+        velmar_test::read_file(velmar_test::source_dir() / "src" / "cli" / "velmar-cmd.cpp");
+    const std::string man =
+        velmar_test::read_file(velmar_test::source_dir() / "docs" / "velmar.x.1");
+    const std::string completion =
+        velmar_test::read_file(velmar_test::source_dir() / "docs" / "velmar.x.bash-completion");
+    std::string roff;  // the manual with its escaped hyphens plain
+    for (size_t i = 0; i < man.size(); ++i) {
+        if (man[i] == '\\' && i + 1 < man.size() && man[i + 1] == '-') continue;
+        roff += man[i];
+    }
+    size_t at = table.find("constexpr Command kCommands[]");
+    const size_t end = table.find("};", at);
+    int commands = 0;
+    while ((at = table.find("{\"-", at)) < end) {
+        const size_t close = table.find('"', at + 2);
+        const std::string name = table.substr(at + 2, close - at - 2);
+        at = close;
+        ++commands;
+        bool listed = false;  // a whole word of the completion's list
+        for (size_t p = completion.find(name); p != std::string::npos && !listed;
+             p = completion.find(name, p + 1)) {
+            const char before = p > 0 ? completion[p - 1] : ' ';
+            const char after = completion[p + name.size()];
+            listed =
+                (before == ' ' || before == '"') && (after == ' ' || after == '"' || after == '\n');
+        }
+        EXPECT_TRUE(listed) << name;
+        EXPECT_TRUE(roff.find(name + " ") != std::string::npos ||
+                    roff.find(name + ",") != std::string::npos ||
+                    roff.find(name + "\n") != std::string::npos)
+            << name;
+    }
+    EXPECT_GT(commands, 40);
 }
 
 TEST(Cli, ACopyWithoutDatabasesWarnsAndStillRuns) {
