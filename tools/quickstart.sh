@@ -20,10 +20,11 @@ build=${VELMAR_BUILD_DIR:-$root/build}
 jobs=$(nproc 2>/dev/null || echo 2)
 
 packages=(cmake make g++ pkg-config libgtest-dev libfftw3-dev libsymspg-dev)
-# The tests also compare with independent tools: pymatgen (coordination numbers), LAMMPS (the
-# exported force field) and ASE (cube files); each such test is skipped where its tool is absent.
+# The tests also compare with independent tools: pymatgen (coordination numbers, CIF output),
+# LAMMPS (the exported force field), ASE (cube files, CIF output) and gemmi (CIF output); each such
+# test is skipped where its tool is absent.
 if [ "$mode" = test ]; then
-  packages+=(python3-pymatgen python3-ase lammps)
+  packages+=(python3-pymatgen python3-ase python3-gemmi lammps)
 fi
 missing=()
 for p in "${packages[@]}"; do

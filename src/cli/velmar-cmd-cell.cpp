@@ -109,12 +109,34 @@ void velmar_cmd_opt_do_cal_sym(const VELMAR_CMD_OPT *opt) {
 void velmar_cmd_opt_do_gen_cif(const VELMAR_CMD_OPT *opt) {
     if (opt->argc <= 2) {
         std::printf("Command: --gen-cif [input.cif] | {output.cif}\n\n");
+        std::printf(
+            "Command: writes the structure as loaded in the standard form: one atom per site "
+            "with the symmetry operations, which every CIF reader expands back to the same cell "
+            "(the whole cell in P 1 when the operations do not map the atoms onto each other).\n");
         std::printf("Command: {output.cif}: the file to write. Default input.cif.out.cif.\n");
         std::printf("Example: ./velmar.x --gen-cif Li2O.cif\n");
-        std::printf("Example: ./velmar.x --gen-cif Li2O.cif Li2O-full.cif\n");
+        std::printf("Example: ./velmar.x --gen-cif Li2O.cif Li2O-out.cif\n");
         return;
     }
-    write_loaded(opt, ".out.cif", true, 0);
+    CellPtr cell;
+    SymmetryPtr symmetry;
+    if (!velmar::cmd::load_cell(opt, opt->argv[2], cell, symmetry)) return;
+    const std::string name = output_name(opt, 3, ".out.cif");
+    // The whole cell together with its operations would have readers apply them again and find
+    // every atom twice; one atom per site with the operations is what they expect.
+    int status = 0;
+    if (velmar_cell_closed_under_symmetry(cell.get(), symmetry.get())) {
+        status = velmar_cell_export_cif_with_symmetry(name.c_str(), cell.get(), symmetry.get(), 1);
+        if (status != 0) VELMAR_ERROR_NONZERO(velmar_cell_export_cif_with_symmetry);
+    } else {
+        std::printf(
+            "Warning: the symmetry operations of %s do not map its atoms onto each other; the "
+            "whole cell is written in P 1.\n",
+            opt->argv[2]);
+        status = velmar_cell_export_cif_to_file(name.c_str(), cell.get(), 0);
+        if (status != 0) VELMAR_ERROR_NONZERO(velmar_cell_export_cif_to_file);
+    }
+    if (status == 0) report_written(name);
 }
 
 void velmar_cmd_opt_do_gen_cif_reduced(const VELMAR_CMD_OPT *opt) {

@@ -212,6 +212,26 @@ int velmar_cell_flag_site_by_symmetry(VELMAR_CELL *cell, const VELMAR_SYMMETRY *
     return 0;
 }
 
+bool velmar_cell_closed_under_symmetry(const VELMAR_CELL *cell, const VELMAR_SYMMETRY *symmetry) {
+    if (cell == nullptr || symmetry == nullptr ||
+        (symmetry->total > 0 && symmetry->card == nullptr)) {
+        return false;
+    }
+    PositionHash hash;
+    for (int32_t n = 0; n < cell->total; ++n) hash.insert(cell->atom[n].x_f, n);
+    for (int32_t n = 0; n < cell->total; ++n) {
+        for (int c = 0; c < symmetry->total; ++c) {
+            VELMAR_ATOM image = cell->atom[n];
+            apply_card(image.x_f, symmetry->card[c], cell->atom[n].x_f);
+            bool found = false;
+            hash.near(image.x_f,
+                      [&](int32_t k) { found = found || same_site(cell->atom[k], image); });
+            if (!found) return false;
+        }
+    }
+    return true;
+}
+
 VELMAR_CELL *velmar_cell_supercell(const VELMAR_CELL *cell, const int s[3]) {
     if (cell == nullptr || cell->total < 1 || s[0] < 1 || s[1] < 1 || s[2] < 1) {
         std::fputs("Error: invalid cell or supercell size.\n", stderr);

@@ -25,6 +25,10 @@ int velmar_atom_spawn_by_symmetry(VELMAR_ATOM **atom, long *total, const VELMAR_
 // card maps it shares its flag. 0 on success.
 int velmar_cell_flag_site_by_symmetry(VELMAR_CELL *cell, const VELMAR_SYMMETRY *symmetry);
 
+// True when every card maps every atom onto an atom of the cell on the same site: then the cell
+// written as one atom per site with the cards reads back as itself.
+bool velmar_cell_closed_under_symmetry(const VELMAR_CELL *cell, const VELMAR_SYMMETRY *symmetry);
+
 // The s[0] x s[1] x s[2] supercell; each atom's images follow it. NULL on failure.
 VELMAR_CELL *velmar_cell_supercell(const VELMAR_CELL *cell, const int s[3]);
 // The smallest supercell (factors up to 4; fewest cells, then the most nearly cubic) in which every

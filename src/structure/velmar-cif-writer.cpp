@@ -98,9 +98,16 @@ VELMAR_TEXT *velmar_cell_export_cif_to_text(const VELMAR_CELL *cell,
     const bool p1 = symmetry->total == 1;
     append(out, "_symmetry_space_group_name_H-M '%s'\n",
            p1 ? "P 1" : (symmetry->sg_HM[0] != '\0' ? symmetry->sg_HM : "?"));
-    if (p1 || symmetry->sg_id > 0) {
-        append(out, "_symmetry_Int_Tables_number %d\n", p1 ? 1 : symmetry->sg_id);
+    // Readers that build their operations from the group's number or symbol (ASE) want one they
+    // know; when the structure gave only a symbol in a full setting, the number comes from the
+    // group the atoms have, provided it has as many operations as are written.
+    int number = p1 ? 1 : symmetry->sg_id;
+    if (number < 1 && cell->total > 0) {
+        int operations = 0;
+        const int found = velmar::detail::space_group_number(cell, 0.01, operations);
+        if (operations == symmetry->total) number = found;
     }
+    if (number > 0) append(out, "_symmetry_Int_Tables_number %d\n", number);
     out += "loop_\n_symmetry_equiv_pos_site_id\n_symmetry_equiv_pos_as_xyz\n";
     for (int c = 0; c < symmetry->total; ++c) {
         char text[36];

@@ -14,11 +14,16 @@
 
 #include "core/velmar.h"
 
-VELMAR_SYMMETRY *velmar_symmetry_calculate_from_cell(const VELMAR_CELL *cell, double symprec) {
-    if (cell == nullptr || cell->total < 1 || cell->atom == nullptr) {
-        std::fputs("Error: VELMAR_CELL has not been properly initialized.\n", stderr);
-        return nullptr;
-    }
+namespace {
+
+struct DatasetFree {
+    void operator()(SpglibDataset *d) const noexcept { spg_free_dataset(d); }
+};
+using Dataset = std::unique_ptr<SpglibDataset, DatasetFree>;
+
+// spglib's analysis of the cell (NULL when it finds no group); species are element, oxidation
+// state and occupancy.
+Dataset dataset_of(const VELMAR_CELL *cell, double symprec) {
     // spglib wants the lattice vectors as columns.
     double lattice[3][3];
     for (int i = 0; i < 3; ++i) {
@@ -34,12 +39,30 @@ VELMAR_SYMMETRY *velmar_symmetry_calculate_from_cell(const VELMAR_CELL *cell, do
         const auto it = species.emplace(key, static_cast<int>(species.size()) + 1).first;
         types[n] = it->second;
     }
-    SpglibDataset *dataset =
-        spg_get_dataset(lattice, reinterpret_cast<double(*)[3]>(positions.data()), types.data(),
-                        cell->total, symprec);
-    const auto release = [](SpglibDataset *d) { spg_free_dataset(d); };
-    std::unique_ptr<SpglibDataset, decltype(release)> owner(dataset, release);
-    if (dataset == nullptr || dataset->spacegroup_number == 0) {
+    Dataset dataset(spg_get_dataset(lattice, reinterpret_cast<double(*)[3]>(positions.data()),
+                                    types.data(), cell->total, symprec));
+    if (dataset != nullptr && dataset->spacegroup_number == 0) dataset.reset();
+    return dataset;
+}
+
+}  // namespace
+
+int velmar::detail::space_group_number(const VELMAR_CELL *cell, double symprec, int &operations) {
+    operations = 0;
+    if (cell == nullptr || cell->total < 1 || cell->atom == nullptr) return 0;
+    const Dataset dataset = dataset_of(cell, symprec);
+    if (!dataset) return 0;
+    operations = dataset->n_operations;
+    return dataset->spacegroup_number;
+}
+
+VELMAR_SYMMETRY *velmar_symmetry_calculate_from_cell(const VELMAR_CELL *cell, double symprec) {
+    if (cell == nullptr || cell->total < 1 || cell->atom == nullptr) {
+        std::fputs("Error: VELMAR_CELL has not been properly initialized.\n", stderr);
+        return nullptr;
+    }
+    const Dataset dataset = dataset_of(cell, symprec);
+    if (!dataset) {
         std::fprintf(stderr, "Error: no space group found: %s.\n",
                      spg_get_error_message(spg_get_error_code()));
         return nullptr;
