@@ -50,6 +50,7 @@ struct Site {
     double f[3];  // fractional, in [0, 1)
     Index x_i;
     double en;
+    double occ;  // share of the structure's conducting ions; an image takes its source's
     double eig[3];
     double eiv[3][3];
     bool found;  // in the graph the landscape gave (its energy counts in the orbit mean)
@@ -313,6 +314,7 @@ VELMAR_GRAPH *velmar_graph_new_symmetrized(const VELMAR_GRAPH *graph,
         for (double &f : s.f) f = wrap(f);
         s.x_i = {vertex.x_i[0], vertex.x_i[1], vertex.x_i[2]};
         s.en = vertex.en;
+        s.occ = vertex.occ;
         velmar_vector3_double_copy(s.eig, vertex.eig);
         velmar_matrix33_double_copy(s.eiv, vertex.eiv);
         s.found = true;
@@ -364,6 +366,7 @@ VELMAR_GRAPH *velmar_graph_new_symmetrized(const VELMAR_GRAPH *graph,
         for (int r = 0; r < 3; ++r) v.x_i[r] = s.x_i[r];
         frame.cartesian(v.x, s.f);
         v.en = s.en;
+        v.occ = s.occ;
         velmar_vector3_double_copy(v.eig, s.eig);
         velmar_matrix33_double_copy(v.eiv, s.eiv);
         vertices.push_back(v);

@@ -12,11 +12,11 @@
 #include "transport/velmar-graph.h"
 
 // A new graph: the sites and hops of graph with all their images under the cards, each site and
-// saddle energy the mean over the members of its orbit that graph holds. Sites are matched on the
-// landscape grid (within one voxel, as the graph merges neighbouring minima); a hop is one per
-// pair of sites and lattice translation (of parallel hops the lowest saddle is kept). Occupancies
-// and labels are left for the caller to assign. The caller owns the result. NULL after an error
-// line.
+// saddle energy the mean over the members of its orbit that graph holds (occupancies are carried
+// over, an image taking its source's). Sites are matched on the landscape grid (within one voxel,
+// as the graph merges neighbouring minima); a hop is one per pair of sites and lattice translation
+// (of parallel hops the lowest saddle is kept). Occupancies and labels are left for the caller to
+// assign. The caller owns the result. NULL after an error line.
 VELMAR_GRAPH *velmar_graph_new_symmetrized(const VELMAR_GRAPH *graph,
                                            const VELMAR_SYMMETRY *symmetry);
 

@@ -91,6 +91,8 @@ class Elimination {
           offset_(static_cast<size_t>(graph.total_v), Shift{0, 0, 0}) {
         for (long v = 0; v < graph.total_v; ++v) {
             const VELMAR_GRAPH_VERTEX &vertex = graph.v[v];
+            // A minimum that holds the structure's conducting ions is a site however shallow.
+            if (vertex.occ > 0.0) continue;
             for (int k = 0; k < vertex.total_e; ++k) {
                 if (vertex.e[k]->barrier < depth) shallow_[v] = 1;
             }

@@ -26,8 +26,9 @@ constexpr double VELMAR_GRAPH_MIN_SITE_DEPTH = 0.01;
 // keep detailed balance.
 double velmar_graph_vertex_frequency(const VELMAR_GRAPH_VERTEX *v, double m);
 
-// A new graph without the minima from which some hop rises less than depth (clusters of them that
-// wrap around the cell, or lead to no site, stay sites). Every remaining site keeps its record;
+// A new graph without the minima from which some hop rises less than depth, unless they hold some
+// of the structure's conducting ions (occ above 0): clusters of them that wrap around the cell, or
+// lead to no site, stay sites as well. Every remaining site keeps its record;
 // each hop is one per pair of sites and lattice translation, its rate the sum over all paths
 // between them (direct, or through shallow minima) at the temperature given, expressed as the
 // saddle energy that gives that rate from the start site's frequency; its saddle point stands at
