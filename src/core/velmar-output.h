@@ -13,7 +13,8 @@ namespace velmar {
 
 class OutputFile {
   public:
-    // Opens "<path>.tmp.<pid>" for binary writing; ok() tells whether that succeeded.
+    // Opens "<path>.tmp.<pid>" for binary writing; ok() tells whether that succeeded. A path that
+    // names a device or a pipe (/dev/null, /dev/stdout) is opened and written directly.
     explicit OutputFile(std::string path);
     ~OutputFile();
     OutputFile(const OutputFile &) = delete;

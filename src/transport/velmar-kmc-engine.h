@@ -8,8 +8,11 @@
 #define VELMAR_KMC_ENGINE_H
 
 #include <cstdint>
+#include <memory>
+#include <string>
 #include <vector>
 
+#include "core/velmar-output.h"
 #include "core/velmar-sum-tree.h"
 #include "transport/velmar-kmc-stats.h"
 #include "transport/velmar-kmc.h"
@@ -65,7 +68,12 @@ struct KmcEngine {
     std::vector<int32_t> open_edges;       // per saddle point, its edges that are possible hops
     std::vector<double> site_e, saddle_e;  // current energies
     SumTree tree;
-    KmcTrace trace;              // block statistics of the production run
+    KmcTrace trace;  // block statistics of the production run
+    // The logs, written beside their names and renamed when the run is complete (the records'
+    // log and xyz handles point into the first two); the third is the trajectory in extended XYZ,
+    // written when its name is set.
+    std::unique_ptr<OutputFile> log_file, xyz_file, extxyz_file;
+    std::string extxyz_name;
     std::vector<int32_t> dirty;  // edges to recompute
     std::vector<uint8_t> marked;
     std::vector<long> touched;  // sites whose update flag is set

@@ -98,7 +98,25 @@ int velmar_kmc_log_xyz(VELMAR_KMC *kmc) {
         const double *x = graph->v[s].x;
         std::fprintf(f, "%s %lf %lf %lf\n", graph->type, x[0], x[1], x[2]);
     }
-    return std::ferror(f) != 0 ? 1 : 0;
+    if (std::ferror(f) != 0) return 1;
+    // The same frame in extended XYZ, which ASE and viewers read: the supercell's lattice, the
+    // step and time, and for each ion the site it started from, so that ions can be followed.
+    if (kmc->engine == nullptr || !kmc->engine->extxyz_file) return 0;
+    std::FILE *e = kmc->engine->extxyz_file->get();
+    const double(*a)[3] = graph->a;
+    std::fprintf(e, "%ld\n", ions);
+    std::fprintf(e,
+                 "Lattice=\"%.6f %.6f %.6f %.6f %.6f %.6f %.6f %.6f %.6f\" "
+                 "Properties=species:S:1:pos:R:3:origin:I:1 step=%ld time=%.6f pbc=\"T T T\"\n",
+                 a[0][0], a[0][1], a[0][2], a[1][0], a[1][1], a[1][2], a[2][0], a[2][1], a[2][2],
+                 kmc->step, kmc->t);
+    for (long s = 0; s < graph->total_v; ++s) {
+        if (!kmc->kv[s].occupied) continue;
+        const double *x = graph->v[s].x;
+        std::fprintf(e, "%s %.6f %.6f %.6f %ld\n", graph->type, x[0], x[1], x[2],
+                     kmc->kv[s].origin);
+    }
+    return std::ferror(e) != 0 ? 1 : 0;
 }
 
 void velmar_kmc_print(const VELMAR_KMC *kmc) {
@@ -421,6 +439,7 @@ double velmar_kmc_calculate_conductivity_from_file(const char *cifname, const ch
     kmc->step_log = step_log;
     std::snprintf(kmc->logname, sizeof kmc->logname, "%s.kmc.log.txt", cifname);
     std::snprintf(kmc->xyzname, sizeof kmc->xyzname, "%s.kmc.xyz.txt", cifname);
+    kmc->engine->extxyz_name = std::string(cifname) + ".kmc.extxyz";
     if (velmar_kmc_init(kmc.get()) != 0) {
         VELMAR_ERROR_NONZERO(velmar_kmc_init);
         return kFailed;
@@ -442,6 +461,9 @@ double velmar_kmc_calculate_conductivity_from_file(const char *cifname, const ch
         return kFailed;
     }
     const double conductivity = kmc->conductivity[3];
+    if (velmar::detail::kmc_commit_logs(kmc.get()) != 0) return kFailed;
+    std::printf("Message: trajectory in extended XYZ written to %s.\n",
+                kmc->engine->extxyz_name.c_str());
     velmar::Owned<VELMAR_CELL, velmar_cell_free> supercell(velmar_cell_supercell(cell.get(), s));
     if (!supercell) {
         VELMAR_ERROR_NULL(velmar_cell_supercell);

@@ -101,9 +101,9 @@ VELMAR_KMC *velmar_kmc_new(VELMAR_GRAPH *graph, const VELMAR_PROPERTY *ppt, doub
 
 void velmar_kmc_free(VELMAR_KMC *kmc) {
     if (kmc == nullptr) return;
-    if (kmc->log != nullptr) std::fclose(kmc->log);
-    if (kmc->xyz != nullptr) std::fclose(kmc->xyz);
-    velmar::detail::KmcEngine::destroy(kmc->engine);  // owns the lists the records point into
+    // The engine owns the lists the records point into and the log files (an uncommitted log is
+    // removed: the run did not finish).
+    velmar::detail::KmcEngine::destroy(kmc->engine);
     std::free(kmc->kv);
     std::free(kmc->ke);
     velmar_graph_free(kmc->graph);
@@ -122,15 +122,20 @@ int velmar_kmc_init(VELMAR_KMC *kmc) {
     if (kmc->step_limit < 0) kmc->step_limit = kDefaultStepLimit;
     for (long i = 0; i < kmc->graph->total_v; ++i) kmc->kv[i].t = 0.0;
     if (kmc->step_log < 1 || kmc->step_log > kmc->step_limit) kmc->step_log = kDefaultStepLog;
-    for (auto [file, name] :
-         {std::pair{&kmc->log, kmc->logname}, std::pair{&kmc->xyz, kmc->xyzname}}) {
-        if (*file != nullptr) std::fclose(*file);
-        *file = std::fopen(name, "wb");
-        if (*file == nullptr) {
-            std::fprintf(stderr, "Error: unable to create log file %s.\n", name);
-            return 1;
-        }
-    }
+    // The logs appear under their names only when the run is complete (kmc_commit_logs); a run
+    // that fails or is cut short leaves no partial log behind.
+    velmar::detail::KmcEngine &engine = *kmc->engine;
+    const auto open = [](std::unique_ptr<velmar::OutputFile> &file, const char *name) {
+        file = std::make_unique<velmar::OutputFile>(name);
+        if (file->ok()) return true;
+        std::fprintf(stderr, "Error: unable to create log file %s.\n", name);
+        return false;
+    };
+    if (!open(engine.log_file, kmc->logname) || !open(engine.xyz_file, kmc->xyzname)) return 1;
+    if (!engine.extxyz_name.empty() && !open(engine.extxyz_file, engine.extxyz_name.c_str()))
+        return 1;
+    kmc->log = engine.log_file->get();
+    kmc->xyz = engine.xyz_file->get();
     if (velmar_kmc_reset(kmc) != 0) {
         VELMAR_ERROR_NONZERO(velmar_kmc_reset);
         return 1;
@@ -223,6 +228,25 @@ int velmar_kmc_update_rate(VELMAR_KMC *kmc) {
     }
     kmc->engine->update_rates(*kmc, kBoltzmann * kmc->temperature);
     return 0;
+}
+
+int velmar::detail::kmc_commit_logs(VELMAR_KMC *kmc) {
+    if (!kmc_ready(kmc)) return 1;
+    velmar::detail::KmcEngine &engine = *kmc->engine;
+    kmc->log = nullptr;
+    kmc->xyz = nullptr;
+    int status = 0;
+    for (auto [file, name] : {std::pair{&engine.log_file, std::string(kmc->logname)},
+                              std::pair{&engine.xyz_file, std::string(kmc->xyzname)},
+                              std::pair{&engine.extxyz_file, engine.extxyz_name}}) {
+        if (!*file) continue;
+        if ((*file)->commit() != 0) {
+            std::fprintf(stderr, "Error: unable to write %s.\n", name.c_str());
+            status = 1;
+        }
+        file->reset();
+    }
+    return status;
 }
 
 double velmar::detail::kmc_total_rate(const VELMAR_KMC *kmc) { return kmc->engine->total_rate(); }

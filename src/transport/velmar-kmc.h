@@ -120,6 +120,8 @@ double kmc_coulomb_shift(double x, double q, double rc, double sf);
 // The hop chosen for a draw u in [0, total rate]: the first edge with a positive rate at which the
 // running sum of the rates reaches u; -1 when there is none.
 long kmc_choose(const VELMAR_KMC *kmc, double u);
+// Renames the logs of a complete run to their names. 0, or 1 after an error line.
+int kmc_commit_logs(VELMAR_KMC *kmc);
 // Sum of the positive rates.
 double kmc_total_rate(const VELMAR_KMC *kmc);
 // The landscape's site graph made fit for the walk at the given temperature: closed under the

@@ -254,15 +254,26 @@ TEST(Kmc, CommandOnLithiumNitride) {
               std::string::npos);
     EXPECT_NE(r.err.find("Error: overall rate is too small: 0.000e+00 (step 0)\n"),
               std::string::npos);
+    // A run that failed leaves no log that would pass for a finished one.
+    for (const char *file : {"Li3N.cif.kmc.log.txt", "Li3N.cif.kmc.xyz.txt", "Li3N.cif.kmc.extxyz"})
+        EXPECT_FALSE(std::filesystem::exists(dir / file)) << file;
+    for (const auto &entry : std::filesystem::directory_iterator(dir.path()))
+        EXPECT_EQ(entry.path().string().find(".tmp."), std::string::npos) << entry.path();
     const double with_vacancies = conductivity("vacant.cif");
     EXPECT_GT(with_vacancies, 0.0);
     EXPECT_TRUE(std::isfinite(with_vacancies));
-    for (const char *file : {"vacant.cif.kmc.cif", "vacant.cif.kmc.init.cif",
-                             "vacant.cif.kmc.log.txt", "vacant.cif.kmc.xyz.txt"}) {
+    for (const char *file :
+         {"vacant.cif.kmc.cif", "vacant.cif.kmc.init.cif", "vacant.cif.kmc.log.txt",
+          "vacant.cif.kmc.xyz.txt", "vacant.cif.kmc.extxyz"}) {
         EXPECT_TRUE(std::filesystem::exists(dir / file)) << file;
     }
     const std::string log = velmar_test::read_file(dir / "vacant.cif.kmc.log.txt");
     EXPECT_EQ(log.substr(0, 38), "step,t,site0_dx,site0_dy,site0_dz,site");
+    // The extended XYZ frames carry the 2 x 2 x 2 supercell of Li3N (a = 3.648 A, c = 3.875 A).
+    const std::string extxyz = velmar_test::read_file(dir / "vacant.cif.kmc.extxyz");
+    EXPECT_NE(extxyz.find("\nLattice=\"7.29"), std::string::npos);
+    EXPECT_NE(extxyz.find(" 7.750000\" Properties=species:S:1:pos:R:3:origin:I:1 step=0 "),
+              std::string::npos);
     r = velmar_test::run_velmar({"--kmc", "Li3N.cif", "missing.cube", "Li", "1"}, dir.path());
     EXPECT_NE(r.err.find("Error: velmar_cube_calculate_from_cell() returns NULL.\n"),
               std::string::npos);
