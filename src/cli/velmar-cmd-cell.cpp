@@ -21,6 +21,15 @@ std::string output_name(const VELMAR_CMD_OPT *opt, int index, const char *suffix
     return std::string(opt->argv[2]) + suffix;
 }
 
+// The name of a structure with its partial occupancies resolved: the input without its last four
+// characters (".cif"), then the suffix, as the landscape commands name the supercell they resolve
+// (Li2O.cif gives Li2O_assigned.cif).
+std::string assigned_name(const VELMAR_CMD_OPT *opt, int index, const char *suffix) {
+    if (opt->argc > index) return opt->argv[index];
+    const std::string input = opt->argv[2];
+    return (input.size() > 3 ? input.substr(0, input.size() - 4) : input) + suffix;
+}
+
 void report_written(const std::string &name) {
     std::printf("Message: cif file written to %s\n", name.c_str());
 }
@@ -164,7 +173,9 @@ void velmar_cmd_opt_do_gen_cif_assign(const VELMAR_CMD_OPT *opt) {
         std::printf("Command: --gen-cif-assign [input.cif] [type] [os] | {output.cif}\n\n");
         std::printf("Command: [type] the element type of conducting ion, two characters.\n");
         std::printf("Command: [os] the oxidation state of conducting ion, integer.\n");
-        std::printf("Command: {output.cif}: the file to write. Default input.cif.assigned.cif.\n");
+        std::printf(
+            "Command: {output.cif}: the file to write. Default input_assigned.cif (the name "
+            "--gen-cube gives the supercell it resolves).\n");
         std::printf("Example: ./velmar.x --gen-cif-assign LLZO.cif Li 1\n");
         std::printf(
             "         resolves the partially occupied Li+ sites at random in the smallest "
@@ -179,7 +190,7 @@ void velmar_cmd_opt_do_gen_cif_assign(const VELMAR_CMD_OPT *opt) {
     CellPtr cell;
     SymmetryPtr symmetry;
     if (!velmar::cmd::load_cell(opt, opt->argv[2], cell, symmetry)) return;
-    const std::string name = output_name(opt, 5, ".assigned.cif");
+    const std::string name = assigned_name(opt, 5, "_assigned.cif");
     CellPtr result;
     if (!velmar_cell_partial_occ_at_conducting_site(cell.get(), type, os)) {
         std::printf("Message: no partially occupied %s%d%c site; the cell is written as it is.\n",
@@ -208,8 +219,7 @@ void velmar_cmd_opt_do_gen_cif_assign(const VELMAR_CMD_OPT *opt) {
 void velmar_cmd_opt_do_gen_cif_assign_all(const VELMAR_CMD_OPT *opt) {
     if (opt->argc <= 2) {
         std::printf("Command: --gen-cif-assign-all [input.cif] | {output.cif}\n\n");
-        std::printf(
-            "Command: {output.cif}: the file to write. Default input.cif.assigned-all.cif.\n");
+        std::printf("Command: {output.cif}: the file to write. Default input_assigned-all.cif.\n");
         std::printf("Example: ./velmar.x --gen-cif-assign-all LLZO.cif\n");
         std::printf(
             "         resolves every partially occupied site at random in the smallest supercell "
@@ -219,7 +229,7 @@ void velmar_cmd_opt_do_gen_cif_assign_all(const VELMAR_CMD_OPT *opt) {
     CellPtr cell;
     SymmetryPtr symmetry;
     if (!velmar::cmd::load_cell(opt, opt->argv[2], cell, symmetry)) return;
-    const std::string name = output_name(opt, 3, ".assigned-all.cif");
+    const std::string name = assigned_name(opt, 3, "_assigned-all.cif");
     CellPtr super(velmar_cell_supercell_default(cell.get()));
     if (!super) {
         VELMAR_ERROR_NULL(velmar_cell_supercell_default);
