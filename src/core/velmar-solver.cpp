@@ -1,7 +1,6 @@
 // 3x3 rank, symmetric eigenproblem, LU, linear solve, SVD and rotations.
 #include "core/velmar-solver.h"
 
-#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -159,65 +158,73 @@ int velmar_matrix33_double_eigensolver_symmetric(double eig[3], double eiv[3][3]
 
 int velmar_matrix33_double_eigensolver_jacobi(double eig[3], double eiv[3][3],
                                               const double A[3][3]) {
-    double a[3][3];
     for (int i = 0; i < 3; ++i) {
         for (int j = 0; j < 3; ++j) {
-            a[i][j] = A[std::min(i, j)][std::max(i, j)];
-            if (!std::isfinite(a[i][j])) {
-                for (int r = 0; r < 3; ++r) {
-                    eig[r] = 0.0;
-                    for (double &v : eiv[r]) v = 0.0;
-                }
-                return 1;
+            if (std::isfinite(A[i][j])) continue;
+            for (int r = 0; r < 3; ++r) {
+                eig[r] = 0.0;
+                eiv[r][0] = eiv[r][1] = eiv[r][2] = 0.0;
             }
+            return 1;
         }
     }
-    double v[3][3];  // columns are the eigenvectors
-    set_identity(v);
-    // Cyclic sweeps; each rotation zeroes one off-diagonal pair. Quadratic convergence makes a
-    // handful of sweeps enough; the cap only guards against a pathological loop.
-    for (int sweep = 0; sweep < 64; ++sweep) {
-        const double off = a[0][1] * a[0][1] + a[0][2] * a[0][2] + a[1][2] * a[1][2];
-        const double diag = a[0][0] * a[0][0] + a[1][1] * a[1][1] + a[2][2] * a[2][2];
-        if (off == 0.0 || off <= 1e-32 * diag) break;
+    double M[3][3];
+    for (int i = 0; i < 3; ++i) {
+        for (int j = 0; j < 3; ++j) M[i][j] = 0.5 * A[i][j] + 0.5 * A[j][i];
+    }
+    double V[3][3];  // eigenvectors as columns while rotating
+    set_identity(V);
+    // Each sweep rotates away the three off-diagonal elements in turn; convergence is quadratic, so
+    // a handful of sweeps reach rounding level. An element too small to change either diagonal
+    // element it couples is set to zero, which ends the iteration for every finite matrix.
+    constexpr int kMaxSweeps = 64;
+    for (int sweep = 0; sweep < kMaxSweeps; ++sweep) {
+        if (M[0][1] == 0.0 && M[0][2] == 0.0 && M[1][2] == 0.0) break;
         for (int p = 0; p < 2; ++p) {
             for (int q = p + 1; q < 3; ++q) {
-                if (a[p][q] == 0.0) continue;
-                // Rotation angle from the stable form of Rutishauser's formulas.
-                const double theta = (a[q][q] - a[p][p]) / (2.0 * a[p][q]);
-                const double t = (theta >= 0.0 ? 1.0 : -1.0) /
-                                 (std::fabs(theta) + std::sqrt(theta * theta + 1.0));
+                const double apq = M[p][q];
+                if (apq == 0.0) continue;
+                const double small = 100.0 * std::fabs(apq);
+                if (std::fabs(M[p][p]) + small == std::fabs(M[p][p]) &&
+                    std::fabs(M[q][q]) + small == std::fabs(M[q][q])) {
+                    M[p][q] = M[q][p] = 0.0;
+                    continue;
+                }
+                const double theta = 0.5 * (M[q][q] - M[p][p]) / apq;
+                // tan of the rotation angle, the smaller root; 1 / (2 theta) where theta^2 would
+                // overflow.
+                double t = 0.5 / theta;
+                if (std::fabs(theta) < 1e150) {
+                    t = 1.0 / (std::fabs(theta) + std::sqrt(theta * theta + 1.0));
+                    if (theta < 0.0) t = -t;
+                }
                 const double c = 1.0 / std::sqrt(t * t + 1.0);
                 const double s = t * c;
-                for (int k = 0; k < 3; ++k) {
-                    const double akp = a[k][p];
-                    const double akq = a[k][q];
-                    a[k][p] = c * akp - s * akq;
-                    a[k][q] = s * akp + c * akq;
-                }
-                for (int k = 0; k < 3; ++k) {
-                    const double apk = a[p][k];
-                    const double aqk = a[q][k];
-                    a[p][k] = c * apk - s * aqk;
-                    a[q][k] = s * apk + c * aqk;
-                }
-                for (int k = 0; k < 3; ++k) {
-                    const double vkp = v[k][p];
-                    const double vkq = v[k][q];
-                    v[k][p] = c * vkp - s * vkq;
-                    v[k][q] = s * vkp + c * vkq;
+                M[p][p] -= t * apq;
+                M[q][q] += t * apq;
+                M[p][q] = M[q][p] = 0.0;
+                const int r = 3 - p - q;
+                const double mrp = M[r][p];
+                const double mrq = M[r][q];
+                M[r][p] = M[p][r] = c * mrp - s * mrq;
+                M[r][q] = M[q][r] = s * mrp + c * mrq;
+                for (int i = 0; i < 3; ++i) {
+                    const double vp = V[i][p];
+                    const double vq = V[i][q];
+                    V[i][p] = c * vp - s * vq;
+                    V[i][q] = s * vp + c * vq;
                 }
             }
         }
     }
     int order[3] = {0, 1, 2};
-    std::sort(order, order + 3, [&a](int x, int y) { return a[x][x] < a[y][y]; });
-    for (int r = 0; r < 3; ++r) {
-        eig[r] = a[order[r]][order[r]];
-        double n = 0.0;
-        for (int k = 0; k < 3; ++k) n += v[k][order[r]] * v[k][order[r]];
-        n = std::sqrt(n);
-        for (int k = 0; k < 3; ++k) eiv[r][k] = v[k][order[r]] / n;
+    const double d[3] = {M[0][0], M[1][1], M[2][2]};
+    if (d[order[0]] > d[order[1]]) std::swap(order[0], order[1]);
+    if (d[order[1]] > d[order[2]]) std::swap(order[1], order[2]);
+    if (d[order[0]] > d[order[1]]) std::swap(order[0], order[1]);
+    for (int k = 0; k < 3; ++k) {
+        eig[k] = d[order[k]];
+        for (int i = 0; i < 3; ++i) eiv[k][i] = V[i][order[k]];
     }
     return 0;
 }

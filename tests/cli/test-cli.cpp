@@ -300,13 +300,6 @@ TEST(Cli, CoordinationNumberCommands) {
     EXPECT_FALSE(fs::exists(dir / "NaCl.cif.cn.csv"));
 }
 
-TEST(Cli, CommandsOfLaterSubsystemsSayTheyAreNotAvailable) {
-    const auto r = run_velmar({"--gh", "Li3N.cif"});
-    EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err, "Error: command not available in this build.\n");
-}
-
 TEST(Cli, PrintSysShowsTheDatabasesBesideTheExecutable) {
     const std::string dir = velmar_test::velmar_exe().parent_path().string() + "/";
     const auto r = run_velmar({"--print-sys"});

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -139,7 +140,7 @@ TEST(Eigen, DegenerateSpectraTakeTheRankOneBranches) {
 
 // The fallback must succeed on every finite symmetric matrix, at any scale and with any
 // degeneracy, including the stiff curvatures near atoms on which the closed form gives up.
-TEST(Eigen, JacobiNeverFailsOnFiniteMatricesAndRefusesOthers) {
+TEST(EigenJacobi, SucceedsWhereTheClosedFormGivesUp) {
     std::mt19937 gen(7u);
     std::uniform_real_distribution<double> unit(-1.0, 1.0);
     int closed_form_failures = 0;
@@ -164,14 +165,50 @@ TEST(Eigen, JacobiNeverFailsOnFiniteMatricesAndRefusesOthers) {
     }
     // Absolute rank tolerances make the closed form fail on stiff matrices; the fallback is needed.
     EXPECT_GT(closed_form_failures, 0);
+}
 
-    double bad[3][3] = {{1.0, 0.0, 0.0}, {0.0, NAN, 0.0}, {0.0, 0.0, 1.0}};
+// The Jacobi solver on what trips closed forms: random matrices, exact and near double and triple
+// roots, a zero matrix, widely spread magnitudes, and the refusal of a non-finite entry.
+TEST(EigenJacobi, EveryFiniteSymmetricMatrixIsDiagonalised) {
+    std::mt19937 gen(20261123u);
+    std::uniform_real_distribution<double> entry(-2.0, 2.0);
     double eig[3];
     double eiv[3][3];
+    for (int trial = 0; trial < 500; ++trial) {
+        double A[3][3];
+        for (int i = 0; i < 3; ++i) {
+            for (int j = i; j < 3; ++j) A[i][j] = A[j][i] = entry(gen);
+        }
+        ASSERT_EQ(velmar_matrix33_double_eigensolver_jacobi(eig, eiv, A), 0) << trial;
+        expect_eigenpairs(A, eig, eiv, 1e-13);
+    }
+    const double angles[3] = {0.3, 1.1, -0.7};
+    const double spectra[][3] = {{1.0, 1.0, 3.0},          {-2.0, 0.5, 0.5},    {0.25, 0.25, 0.25},
+                                 {1.0, 1.0 + 1e-13, 2.0},  {0.0, 0.0, 0.0},     {-1e-9, 0.0, 1e9},
+                                 {1e-300, 2e-300, 3e-300}, {-1e150, 0.0, 1e150}};
+    for (const auto &d : spectra) {
+        double A[3][3];
+        rotated_diagonal(A, d, angles);
+        ASSERT_EQ(velmar_matrix33_double_eigensolver_jacobi(eig, eiv, A), 0);
+        const double scale = std::max(std::fabs(d[0]), std::fabs(d[2]));
+        // Unlike the closed form, double roots cost no digits: rounding level of the largest
+        // magnitude.
+        for (int i = 0; i < 3; ++i) EXPECT_NEAR(eig[i], d[i], 1e-14 * scale + 1e-300);
+        if (scale > 1e-100 && scale < 1e100) expect_eigenpairs(A, eig, eiv, 1e-14 * scale);
+        expect_orthonormal_rows(eiv, 1e-14);
+    }
+    // A non-symmetric input is symmetrised: only (A + A^T) / 2 counts.
+    const double skew[3][3] = {{1, 2, 0}, {0, 1, 0}, {0, 0, 5}};
+    ASSERT_EQ(velmar_matrix33_double_eigensolver_jacobi(eig, eiv, skew), 0);
+    EXPECT_NEAR(eig[0], 0.0, 1e-15);
+    EXPECT_NEAR(eig[1], 2.0, 1e-15);
+    EXPECT_NEAR(eig[2], 5.0, 1e-15);
+
+    double bad[3][3] = {{1, 0, 0}, {0, NAN, 0}, {0, 0, 1}};
     EXPECT_EQ(velmar_matrix33_double_eigensolver_jacobi(eig, eiv, bad), 1);
-    bad[1][1] = 1.0;
-    bad[0][2] = INFINITY;
+    bad[1][1] = INFINITY;
     EXPECT_EQ(velmar_matrix33_double_eigensolver_jacobi(eig, eiv, bad), 1);
+    EXPECT_EQ(eig[0], 0.0);
 }
 
 TEST(LinearSolve, LuFactorsAndSolvesGeneralLattices) {

@@ -159,9 +159,11 @@ Loaded load_cif_file(const std::filesystem::path &path) {
 std::filesystem::path velmar_exe() { return VELMAR_EXE; }
 std::filesystem::path source_dir() { return VELMAR_SOURCE_DIR; }
 
-Landscape landscape(const char *file, double resolution, bool ignore, bool gii) {
+namespace {
+
+Landscape landscape_of(const std::filesystem::path &cif, double resolution, bool ignore, bool gii) {
     Landscape l;
-    l.loaded = load_cif_file(corpus(file));
+    l.loaded = load_cif_file(cif);
     const std::string unitary = database("database_unitary.dat");
     const std::string binary = database("database_binary.dat");
     capture([&] {
@@ -174,6 +176,16 @@ Landscape landscape(const char *file, double resolution, bool ignore, bool gii) 
                 : velmar_cube_calculate(cell, symmetry, l.ppt.get(), resolution, ignore));
     });
     return l;
+}
+
+}  // namespace
+
+Landscape landscape(const char *file, double resolution, bool ignore, bool gii) {
+    return landscape_of(corpus(file), resolution, ignore, gii);
+}
+
+Landscape example_landscape(const char *file, double resolution) {
+    return landscape_of(source_dir() / "examples" / file, resolution, true, false);
 }
 
 CubePtr fractional_cube(const int32_t n[3], const double lengths[3],

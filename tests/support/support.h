@@ -77,6 +77,8 @@ struct Landscape {
     std::unique_ptr<VELMAR_CUBE, void (*)(VELMAR_CUBE *)> cube{nullptr, velmar_cube_free};
 };
 Landscape landscape(const char *file, double resolution, bool ignore, bool gii = false);
+// The same for a structure of examples/ (Li+ ignored, site energies).
+Landscape example_landscape(const char *file, double resolution);
 
 // A cube over an orthogonal cell of the given edge lengths (A) with n voxels per edge; voxel
 // (i, j, k) holds fn at fractional position (i / n0, j / n1, k / n2).
