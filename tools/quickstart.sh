@@ -59,6 +59,9 @@ set -x
 "$build/velmar.x" --version
 "$build/velmar.x" --gen-cube Li3N.cif Li 1
 "$build/velmar.x" --print-cube Li3N.cif.cube
+# Percolation barriers: the lowest energies at which the lithium ions' landscape connects across
+# the cell in one, two and three dimensions.
+"$build/velmar.x" --gh Li3N.cif.cube
 # Conductivity by kinetic Monte Carlo, in the default supercell at 300 K for 100,000 hops, of Li3N
 # with vacancies on its lithium sites (in the ideal crystal every site is full and the ions only
 # visit interstitial sites and come back). The landscape leaves the lithium ions out, so that of
