@@ -188,20 +188,9 @@ void text_gen_lib(const VELMAR_CMD_OPT *opt, bool set_sf) {
             return;
         }
     }
-    velmar::Owned<VELMAR_TEXT, velmar_text_free> text(velmar_cmd_opt_cat_tail(opt));
-    if (!text) {
-        VELMAR_ERROR_NULL(velmar_cmd_opt_cat_tail);
-        return;
-    }
-    VELMAR_CELL *raw_cell = nullptr;
-    VELMAR_SYMMETRY *raw_symmetry = nullptr;
-    if (velmar_cell_import_cif_from_text(&raw_cell, &raw_symmetry, text.get(), opt->dir_symcards,
-                                         opt->dir_unitary) != 0) {
-        std::fputs("Error: velmar_cell_import_cif_from_text() returns non-zero.\n", stderr);
-        return;
-    }
-    CellPtr cell(raw_cell);
-    SymmetryPtr symmetry(raw_symmetry);
+    CellPtr cell;
+    SymmetryPtr symmetry;
+    if (!velmar::cmd::load_cell_from_text(opt, cell, symmetry)) return;
     const std::string output = opt->argv[first];
     write_lib(opt, cell.get(), velmar::detail::ff_base_name(output), sf, output + ".lib", false);
 }

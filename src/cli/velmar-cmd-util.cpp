@@ -23,6 +23,24 @@ bool load_cell(const VELMAR_CMD_OPT *opt, const char *cif, CellPtr &cell, Symmet
     return true;
 }
 
+bool load_cell_from_text(const VELMAR_CMD_OPT *opt, CellPtr &cell, SymmetryPtr &symmetry) {
+    Owned<VELMAR_TEXT, velmar_text_free> text(velmar_cmd_opt_cat_tail(opt));
+    if (!text) {
+        VELMAR_ERROR_NULL(velmar_cmd_opt_cat_tail);
+        return false;
+    }
+    VELMAR_CELL *c = nullptr;
+    VELMAR_SYMMETRY *s = nullptr;
+    if (velmar_cell_import_cif_from_text(&c, &s, text.get(), opt->dir_symcards, opt->dir_unitary) !=
+        0) {
+        VELMAR_ERROR_NONZERO(velmar_cell_import_cif_from_text);
+        return false;
+    }
+    cell.reset(c);
+    symmetry.reset(s);
+    return true;
+}
+
 bool parse_int(const char *text, const char *what, int &value) {
     char *end = nullptr;
     errno = 0;

@@ -16,6 +16,9 @@ using SymmetryPtr = Owned<VELMAR_SYMMETRY, velmar_symmetry_free>;
 // Reads the CIF with the run's databases; on failure prints the caller's error line and returns
 // false.
 bool load_cell(const VELMAR_CMD_OPT *opt, const char *cif, CellPtr &cell, SymmetryPtr &symmetry);
+// Reads the CIF text given on the command line after the text-mode key phrase; on failure prints
+// the caller's error line and returns false.
+bool load_cell_from_text(const VELMAR_CMD_OPT *opt, CellPtr &cell, SymmetryPtr &symmetry);
 // Whole-argument conversions; false (after an error line naming the argument) when the text is not
 // such a number.
 bool parse_int(const char *text, const char *what, int &value);

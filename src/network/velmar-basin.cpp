@@ -389,16 +389,8 @@ void velmar_basin_graph_print(const VELMAR_BASIN_GRAPH *graph) {
 }
 
 VELMAR_BASIN_GRAPH *velmar_basin_graph_new_from_cube(const VELMAR_CUBE *cube, bool keep_labels) {
-    if (cube == nullptr || cube->en == nullptr) {
-        std::fputs("Error: VELMAR_CUBE has not been properly initialized.\n", stderr);
-        return nullptr;
-    }
+    if (!velmar::detail::network_cube_ok(cube)) return nullptr;
     const VoxelGrid grid(*cube);
-    if (grid.size >= INT32_MAX) {
-        std::fprintf(stderr, "Error: a landscape of %lld voxels is too large to analyse.\n",
-                     static_cast<long long>(grid.size));
-        return nullptr;
-    }
     const double *en = velmar::cube_values(cube);
     LabelArray label(
         static_cast<int32_t *>(std::malloc(static_cast<size_t>(grid.size) * sizeof(int32_t))));

@@ -6,7 +6,8 @@
 // shared faces, of the larger of the two voxel energies. Two basins that meet at the higher one's
 // own minimum energy are one site (a plateau that the index order alone kept from flowing on).
 // Impassable voxels (non-finite or at the cap) belong to no basin and make no hop. Lengths in A,
-// energies in the landscape's unit (eV). Whoever calls velmar_basin_graph_new_from_cube owns the graph (velmar_basin_graph_free).
+// energies in the landscape's unit (eV). Whoever calls velmar_basin_graph_new_from_cube owns the
+// graph (velmar_basin_graph_free).
 #ifndef VELMAR_BASIN_H
 #define VELMAR_BASIN_H
 

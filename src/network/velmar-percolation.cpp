@@ -375,16 +375,8 @@ int velmar_percolation_check_landscape(const VELMAR_CUBE *cube, double *e_min, d
 }
 
 VELMAR_PERCOLATION *velmar_percolation_calculate(const VELMAR_CUBE *cube) {
-    if (cube == nullptr || cube->en == nullptr) {
-        std::fputs("Error: VELMAR_CUBE has not been properly initialized.\n", stderr);
-        return nullptr;
-    }
+    if (!velmar::detail::network_cube_ok(cube)) return nullptr;
     const VoxelGrid grid(*cube);
-    if (grid.size >= INT32_MAX) {
-        std::fprintf(stderr, "Error: a landscape of %lld voxels is too large to analyse.\n",
-                     static_cast<long long>(grid.size));
-        return nullptr;
-    }
     velmar::Owned<VELMAR_PERCOLATION, velmar_percolation_free> p(velmar_percolation_new());
     if (!p) {
         VELMAR_ERROR_NULL(velmar_percolation_new);

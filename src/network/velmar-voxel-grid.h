@@ -5,8 +5,10 @@
 #ifndef VELMAR_VOXEL_GRID_H
 #define VELMAR_VOXEL_GRID_H
 
+#include <climits>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 
 #include "landscape/velmar-cube.h"
 #include "network/velmar-percolation.h"
@@ -14,6 +16,22 @@
 namespace velmar::detail {
 
 inline bool passable(double e) { return std::isfinite(e) && e < VELMAR_NETWORK_CAP; }
+
+// True when the network algorithms can take the cube: it has values, and few enough voxels for
+// 32-bit voxel indices; otherwise an error line and false.
+inline bool network_cube_ok(const VELMAR_CUBE *cube) {
+    if (cube == nullptr || cube->en == nullptr) {
+        std::fputs("Error: VELMAR_CUBE has not been properly initialized.\n", stderr);
+        return false;
+    }
+    const int64_t size = int64_t{cube->n[0]} * cube->n[1] * cube->n[2];
+    if (size >= INT32_MAX) {
+        std::fprintf(stderr, "Error: a landscape of %lld voxels is too large to analyse.\n",
+                     static_cast<long long>(size));
+        return false;
+    }
+    return true;
+}
 
 struct VoxelGrid {
     int32_t n[3];

@@ -28,18 +28,6 @@ constexpr const char *kFixedTag = "_atom_site_velmar_fixed";
 constexpr const char *kLastSiteTag = "_atom_site_occupancy\n";
 
 // "data_" block name: the file name without its directory and its final ".cif".
-std::string block_name(const char *filename) {
-    std::string name(filename);
-    const size_t slash = name.rfind('/');
-    if (slash != std::string::npos) name.erase(0, slash + 1);
-    if (name.size() > 4 && name.compare(name.size() - 4, 4, ".cif") == 0)
-        name.resize(name.size() - 4);
-    for (char &c : name) {
-        if (c == ' ' || c == '\t') c = '_';
-    }
-    return name.empty() ? "velmar" : name;
-}
-
 // The writer's text with the fixed column added to the atom-site loop; empty when the text does
 // not have the layout expected (one row per atom after the loop's last tag, to the end).
 std::string with_fixed_column(const std::string &text, const VELMAR_CELL &cell) {
@@ -224,8 +212,8 @@ int export_cif(const VELMAR_CELL &cell, const char *filename) {
         VELMAR_ERROR_NULL(velmar_symmetry_new_p1);
         return 1;
     }
-    Owned<VELMAR_TEXT, velmar_text_free> text(
-        velmar_cell_export_cif_to_text(copy.get(), p1.get(), 0, block_name(filename).c_str()));
+    Owned<VELMAR_TEXT, velmar_text_free> text(velmar_cell_export_cif_to_text(
+        copy.get(), p1.get(), 0, velmar::detail::cif_block_name(filename).c_str()));
     if (!text) {
         VELMAR_ERROR_NULL(velmar_cell_export_cif_to_text);
         return 1;

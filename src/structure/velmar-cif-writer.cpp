@@ -44,17 +44,6 @@ std::string token(const std::string &value) {
 }
 
 // "data_" and the file name without its directory and its final ".cif", blanks made underscores.
-std::string block_name(const char *filename) {
-    std::string name(filename);
-    const size_t slash = name.rfind('/');
-    if (slash != std::string::npos) name.erase(0, slash + 1);
-    if (name.size() > 4 && name.compare(name.size() - 4, 4, ".cif") == 0)
-        name.resize(name.size() - 4);
-    for (char &c : name) {
-        if (c == ' ' || c == '\t') c = '_';
-    }
-    return name.empty() ? "velmar" : name;
-}
 
 }  // namespace
 
@@ -154,8 +143,8 @@ int velmar_cell_export_cif_with_symmetry(const char *filename, const VELMAR_CELL
         std::fputs("Error: no file name given.\n", stderr);
         return 1;
     }
-    velmar::Owned<VELMAR_TEXT, velmar_text_free> text(
-        velmar_cell_export_cif_to_text(cell, symmetry, mode, block_name(filename).c_str()));
+    velmar::Owned<VELMAR_TEXT, velmar_text_free> text(velmar_cell_export_cif_to_text(
+        cell, symmetry, mode, velmar::detail::cif_block_name(filename).c_str()));
     if (!text) {
         VELMAR_ERROR_NULL(velmar_cell_export_cif_to_text);
         return 1;
@@ -178,4 +167,16 @@ int velmar_cell_export_cif_to_file(const char *filename, const VELMAR_CELL *cell
         return 1;
     }
     return velmar_cell_export_cif_with_symmetry(filename, cell, symmetry.get(), mode);
+}
+
+std::string velmar::detail::cif_block_name(const char *filename) {
+    std::string name(filename);
+    const size_t slash = name.rfind('/');
+    if (slash != std::string::npos) name.erase(0, slash + 1);
+    if (name.size() > 4 && name.compare(name.size() - 4, 4, ".cif") == 0)
+        name.resize(name.size() - 4);
+    for (char &c : name) {
+        if (c == ' ' || c == '\t') c = '_';
+    }
+    return name.empty() ? "velmar" : name;
 }

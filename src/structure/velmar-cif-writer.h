@@ -4,6 +4,8 @@
 #ifndef VELMAR_CIF_WRITER_H
 #define VELMAR_CIF_WRITER_H
 
+#include <string>
+
 #include "core/velmar-text.h"
 #include "structure/velmar-cell.h"
 #include "structure/velmar-symmetry.h"
@@ -18,5 +20,10 @@ int velmar_cell_export_cif_with_symmetry(const char *filename, const VELMAR_CELL
 VELMAR_TEXT *velmar_cell_export_cif_to_text(const VELMAR_CELL *cell,
                                             const VELMAR_SYMMETRY *symmetry, int mode,
                                             const char *block);
+
+namespace velmar::detail {
+// The data block name of a CIF file: its base name without ".cif", blanks made underscores.
+std::string cif_block_name(const char *filename);
+}  // namespace velmar::detail
 
 #endif  // VELMAR_CIF_WRITER_H

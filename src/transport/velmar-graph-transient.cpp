@@ -360,20 +360,8 @@ VELMAR_GRAPH *velmar_graph_new_without_shallow(const VELMAR_GRAPH *graph, double
         edges.push_back(backward);
     }
 
-    GraphPtr out(velmar_graph_new(0, 0));
-    if (!out) {
-        VELMAR_ERROR_NULL(velmar_graph_new);
-        return nullptr;
-    }
-    for (int r = 0; r < 3; ++r) out->n[r] = graph->n[r];
-    velmar_matrix33_double_copy(out->a, graph->a);
-    velmar_matrix33_double_copy(out->a_i, graph->a_i);
-    out->volume = graph->volume;
-    velmar::copy_text(out->type, sizeof out->type, graph->type);
-    out->os = graph->os;
-    out->m = graph->m;
-    out->c = graph->c;
-    out->total_occ = graph->total_occ;
+    GraphPtr out(velmar::detail::graph_new_like(*graph));
+    if (!out) return nullptr;
     if (velmar::detail::graph_assemble(*out, vertices, edges) != 0) return nullptr;
     std::printf(
         "Message: %ld minima shallower than %.3f eV taken as transit points at %.1f K: %ld sites, "

@@ -404,6 +404,24 @@ int velmar::detail::graph_assemble(VELMAR_GRAPH &graph,
     return 0;
 }
 
+VELMAR_GRAPH *velmar::detail::graph_new_like(const VELMAR_GRAPH &from) {
+    GraphPtr out(velmar_graph_new(0, 0));
+    if (!out) {
+        VELMAR_ERROR_NULL(velmar_graph_new);
+        return nullptr;
+    }
+    for (int r = 0; r < 3; ++r) out->n[r] = from.n[r];
+    velmar_matrix33_double_copy(out->a, from.a);
+    velmar_matrix33_double_copy(out->a_i, from.a_i);
+    out->volume = from.volume;
+    velmar::copy_text(out->type, sizeof out->type, from.type);
+    out->os = from.os;
+    out->m = from.m;
+    out->c = from.c;
+    out->total_occ = from.total_occ;
+    return out.release();
+}
+
 int velmar_graph_assign_occ(VELMAR_GRAPH *graph, const VELMAR_CELL *cell) {
     if (!assignment_ready(graph, cell)) return 1;
     graph->total_occ = sum_occ(*graph, *cell);

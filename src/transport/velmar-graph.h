@@ -103,6 +103,9 @@ struct GraphEdgeDraft {
 // start there. 0, or 1 after an error line.
 int graph_assemble(VELMAR_GRAPH &graph, const std::vector<VELMAR_GRAPH_VERTEX> &vertices,
                    const std::vector<GraphEdgeDraft> &edges);
+// A new empty graph over the same grid, cell and conducting species as from (no vertices or
+// edges). NULL after an error line.
+VELMAR_GRAPH *graph_new_like(const VELMAR_GRAPH &from);
 
 }  // namespace velmar::detail
 
