@@ -2,6 +2,7 @@
 // version banner, command list, record dump and the text-mode joiner.
 #include "cli/velmar-cmd.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -196,6 +197,21 @@ std::string locate_database(const char *executable_dir, const char *file) {
     return first;
 }
 
+// The clock seeds the run unless VELMAR_SEED holds a whole number: then two runs draw the same
+// random numbers (vacancy placement, hops), which makes a run reproducible.
+unsigned int run_seed() {
+    if (const char *text = std::getenv("VELMAR_SEED"); text != nullptr && *text != '\0') {
+        char *end = nullptr;
+        errno = 0;
+        const unsigned long long value = std::strtoull(text, &end, 10);
+        if (errno == 0 && *end == '\0' && text[0] != '-')
+            return static_cast<unsigned int>(value);
+        std::printf("Warning: VELMAR_SEED=%s is not a whole number; the clock seeds this run.\n",
+                    text);
+    }
+    return static_cast<unsigned int>(std::time(nullptr));
+}
+
 }  // namespace
 
 int velmar_cmd_start(int argc, char **argv) {
@@ -204,7 +220,7 @@ int velmar_cmd_start(int argc, char **argv) {
         VELMAR_ERROR_NULL(velmar_cmd_opt_init);
         return 1;
     }
-    velmar_random_seed(static_cast<unsigned int>(std::time(nullptr)));
+    velmar_random_seed(run_seed());
     if (argc < 2) {
         velmar_cmd_opt_do_print_version(opt.get());
     } else if (const Command *command = find_command(argv[1]); command != nullptr) {

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -56,6 +57,11 @@ Result parse(const velmar_test::RunResult &r) {
 class KmcOnStructures : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
+        // One seed for every run: the vacancies fall on the same sites in each, so runs of one
+        // structure differ only by their length, and the suite gives the same numbers each time.
+        // (With the clock's seed, the number of vacancies drawn varies from run to run, and so
+        // does the conductivity, beyond the error a run can see in its own blocks.)
+        ::setenv("VELMAR_SEED", "20261123", 1);
         dir_ = std::make_unique<velmar_test::ScratchDir>();
         const fs::path examples = velmar_test::source_dir() / "examples";
         for (const char *name : {"Li3N", "Li3N-orthohexagonal", "LiFePO4"}) {
@@ -79,7 +85,10 @@ class KmcOnStructures : public ::testing::Test {
                "Li  Li0  0.00000000  0.33333333  0.00000000  1.0", "0.95");
         vacate("LiFePO4.cif", "olivine.cif", "Li1  Li1+  0.00000  0.00000  0.00000  1.0", "0.9");
     }
-    static void TearDownTestSuite() { dir_.reset(); }
+    static void TearDownTestSuite() {
+        ::unsetenv("VELMAR_SEED");
+        dir_.reset();
+    }
     static const fs::path &dir() { return dir_->path(); }
 
     static Result kmc(const std::string &cif, const std::string &cube, long hops,
