@@ -14,6 +14,7 @@
 #include "analysis/velmar-fft.h"
 #include "analysis/velmar-fftdot.h"
 #include "core/velmar-la.h"
+#include "core/velmar-output.h"
 #include "core/velmar.h"
 #include "landscape/velmar-cube-file.h"
 #include "structure/velmar-cif-writer.h"
@@ -192,7 +193,11 @@ int export_cubes(const VELMAR_CUBE &cube, const char *name);
 }  // namespace
 
 int velmar_fft_analyze_export_to_file(const VELMAR_CUBE *cube, double cap, const char *name) {
-    if (!cube_ready(cube)) return 1;
+    if (!cube_ready(cube) || name == nullptr) return 1;
+    const std::string base = name;
+    const std::string cif_name = base + ".fft.cif";
+    const std::string text_name = base + ".fft.txt";
+    if (!velmar::output_check(cif_name) || !velmar::output_check(text_name)) return 1;
     velmar::Owned<VELMAR_FFTDOT_LIST, velmar_fftdot_list_free> list;
     try {
         list.reset(critical_points(*cube));
@@ -216,16 +221,34 @@ int velmar_fft_analyze_export_to_file(const VELMAR_CUBE *cube, double cap, const
         VELMAR_ERROR_NULL(velmar_fftdot_list_export_to_text);
         return 1;
     }
-    const std::string base = name;
-    if (velmar_cell_export_cif_to_file((base + ".fft.cif").c_str(), cell.get(), 0) != 0) {
-        VELMAR_ERROR_NONZERO(velmar_cell_export_cif_to_file);
+    // Both files are complete before either appears: no marker CIF without its table.
+    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> p1(velmar_symmetry_new_p1());
+    if (!p1) {
+        VELMAR_ERROR_NULL(velmar_symmetry_new_p1);
         return 1;
     }
-    if (velmar_text_export_to_file(text.get(), (base + ".fft.txt").c_str()) != 0) {
-        VELMAR_ERROR_NONZERO(velmar_text_export_to_file);
+    velmar::Owned<VELMAR_TEXT, velmar_text_free> cif(velmar_cell_export_cif_to_text(
+        cell.get(), p1.get(), 0, velmar::detail::cif_block_name(cif_name.c_str()).c_str()));
+    if (!cif) {
+        VELMAR_ERROR_NULL(velmar_cell_export_cif_to_text);
         return 1;
     }
-    return 0;
+    return velmar::write_files(
+        {{cif_name, std::string_view(cif->content, static_cast<size_t>(cif->length))},
+         {text_name, std::string_view(text->content, static_cast<size_t>(text->length))}});
+}
+
+std::vector<std::string> velmar::detail::fft_cube_names(const std::string &base) {
+    std::vector<std::string> names;
+    for (int r = 0; r < 3; ++r) names.push_back(base + ".fft.f" + std::to_string(r) + ".cube");
+    for (int r = 0; r < 3; ++r) {
+        for (int s = 0; s < 3; ++s) {
+            names.push_back(base + ".fft.k" + std::to_string(r) + std::to_string(s) + ".cube");
+        }
+    }
+    names.push_back(base + ".fft.laplacian.cube");
+    names.push_back(base + ".fft.slope.cube");
+    return names;
 }
 
 int velmar_fft_analyze_export_cubes_to_file(const VELMAR_CUBE *cube, const char *name) {
@@ -242,13 +265,18 @@ namespace {
 
 int export_cubes(const VELMAR_CUBE &cube_ref, const char *name) {
     const VELMAR_CUBE *cube = &cube_ref;
+    if (name == nullptr) return 1;
+    for (const std::string &file : velmar::detail::fft_cube_names(name)) {
+        if (!velmar::output_check(file)) return 1;
+    }
     Spectrum spectrum;
     if (!spectrum.build(*cube)) {
         std::fputs("Error: velmar_fft_new_from_cube() returns NULL.\n", stderr);
         return 1;
     }
     const size_t size = spectrum.size();
-    const std::string base = name;
+    const std::vector<std::string> names = velmar::detail::fft_cube_names(name);
+    size_t next = 0;  // the next of names to write
     std::vector<double> real(size);
     std::vector<double> slope2(size, 0.0);     // running sum of the squared gradient components
     std::vector<double> laplacian(size, 0.0);  // real part of the sum of squared k[r][r]
@@ -260,8 +288,7 @@ int export_cubes(const VELMAR_CUBE &cube_ref, const char *name) {
             real[v] = d[v][0];
             slope2[v] += d[v][0] * d[v][0];
         }
-        if (!write_real(*cube, real.data(), base + ".fft.f" + std::to_string(r) + ".cube"))
-            return 1;
+        if (!write_real(*cube, real.data(), names[next++])) return 1;
     }
     for (int r = 0; r < 3; ++r) {
         for (int s = 0; s < 3; ++s) {
@@ -272,14 +299,12 @@ int export_cubes(const VELMAR_CUBE &cube_ref, const char *name) {
                 real[v] = d[v][0];
                 if (r == s) laplacian[v] += d[v][0] * d[v][0] - d[v][1] * d[v][1];
             }
-            const std::string file =
-                base + ".fft.k" + std::to_string(r) + std::to_string(s) + ".cube";
-            if (!write_real(*cube, real.data(), file)) return 1;
+            if (!write_real(*cube, real.data(), names[next++])) return 1;
         }
     }
-    if (!write_real(*cube, laplacian.data(), base + ".fft.laplacian.cube")) return 1;
+    if (!write_real(*cube, laplacian.data(), names[next++])) return 1;
     for (size_t v = 0; v < size; ++v) real[v] = std::sqrt(slope2[v]);
-    if (!write_real(*cube, real.data(), base + ".fft.slope.cube")) return 1;
+    if (!write_real(*cube, real.data(), names[next++])) return 1;
     return 0;
 }
 

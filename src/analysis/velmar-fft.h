@@ -8,6 +8,8 @@
 #include <fftw3.h>
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "landscape/velmar-cube.h"
 
@@ -65,6 +67,9 @@ void fft_apply_derivative(fftw_complex *value, const int32_t n[3], const double 
 // be made.
 bool fft_transform(fftw_complex *out, const fftw_complex *in, const int32_t n[3], bool forward);
 
+// The files velmar_fft_analyze_export_cubes_to_file writes for a base name, in the order written:
+// the gradient, the second derivatives, the Laplacian and the slope.
+std::vector<std::string> fft_cube_names(const std::string &base);
 }  // namespace velmar::detail
 
 #endif  // VELMAR_FFT_H

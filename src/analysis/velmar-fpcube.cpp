@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/velmar-la.h"
+#include "core/velmar-output.h"
 #include "core/velmar.h"
 #include "structure/velmar-cell-geometry.h"
 #include "structure/velmar-cif-writer.h"
@@ -501,6 +502,7 @@ int velmar_fpcube_export_cif_to_file(const VELMAR_CUBE *cube, double barrier_max
         std::fputs("Error: VELMAR_CUBE has not been properly initialized.\n", stderr);
         return 1;
     }
+    if (filename == nullptr || !velmar::output_check(filename)) return 1;
     velmar::Owned<VELMAR_FPCUBE, velmar_fpcube_free> fpcube(velmar_fpcube_new_from_cube(cube));
     if (!fpcube) {
         VELMAR_ERROR_NULL(velmar_fpcube_new_from_cube);

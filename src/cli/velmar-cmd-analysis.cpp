@@ -2,9 +2,11 @@
 #include <cstdio>
 #include <string>
 
+#include "analysis/velmar-fft.h"
 #include "analysis/velmar-fftdot.h"
 #include "analysis/velmar-fpcube.h"
 #include "cli/velmar-cmd-handlers.h"
+#include "core/velmar-output.h"
 #include "core/velmar.h"
 #include "landscape/velmar-cube-file.h"
 
@@ -54,6 +56,9 @@ void velmar_cmd_opt_do_fft(const VELMAR_CMD_OPT *opt) {
     }
     const bool periodic = opt->argc > 4 ? !starts_with_f(opt->argv[4]) : true;
     const std::string base = opt->argc > 5 ? opt->argv[5] : opt->argv[2];
+    if (!velmar::output_check(base + ".fft.cif") || !velmar::output_check(base + ".fft.txt")) {
+        return;
+    }
     CubePtr cube;
     if (!load_cube(opt->argv[2], periodic, cube)) return;
     if (velmar_fft_analyze_export_to_file(cube.get(), cap, base.c_str()) != 0) {
@@ -75,6 +80,9 @@ void velmar_cmd_opt_do_fft_cubes(const VELMAR_CMD_OPT *opt) {
     }
     const bool periodic = opt->argc > 3 ? !starts_with_f(opt->argv[3]) : true;
     const std::string base = opt->argc > 4 ? opt->argv[4] : opt->argv[2];
+    for (const std::string &file : velmar::detail::fft_cube_names(base)) {
+        if (!velmar::output_check(file)) return;
+    }
     CubePtr cube;
     if (!load_cube(opt->argv[2], periodic, cube)) return;
     if (velmar_fft_analyze_export_cubes_to_file(cube.get(), base.c_str()) != 0) {
@@ -109,6 +117,7 @@ void velmar_cmd_opt_do_fp_map(const VELMAR_CMD_OPT *opt) {
     const bool periodic = opt->argc > 4 ? !starts_with_f(opt->argv[4]) : true;
     const std::string output = opt->argc > 5 ? std::string(opt->argv[5]).substr(0, 1023)
                                              : std::string(opt->argv[2]) + ".fp.cif";
+    if (!velmar::output_check(output)) return;
     CubePtr cube;
     if (!load_cube(opt->argv[2], periodic, cube)) return;
     if (velmar_fpcube_export_cif_to_file(cube.get(), barrier_max, output.c_str()) != 0) {

@@ -38,7 +38,9 @@ void report_bv(const VELMAR_CMD_OPT *opt, VELMAR_CELL *cell, const VELMAR_SYMMET
 void cal_bv(const VELMAR_CMD_OPT *opt, bool gui) {
     CellPtr cell;
     SymmetryPtr symmetry;
-    if (!velmar::cmd::load_cell(opt, opt->argv[2], cell, symmetry)) return;
+    velmar::detail::CifReadNotes notes;
+    if (!velmar::cmd::load_cell(opt, opt->argv[2], cell, symmetry, &notes)) return;
+    velmar::detail::warn_unless_neutral(*cell, notes);
     report_bv(opt, cell.get(), symmetry.get(), gui);
 }
 
@@ -115,7 +117,9 @@ void velmar_cmd_opt_do_cal_gii(const VELMAR_CMD_OPT *opt) {
     }
     CellPtr cell;
     SymmetryPtr symmetry;
-    if (!velmar::cmd::load_cell(opt, opt->argv[2], cell, symmetry)) return;
+    velmar::detail::CifReadNotes notes;
+    if (!velmar::cmd::load_cell(opt, opt->argv[2], cell, symmetry, &notes)) return;
+    velmar::detail::warn_unless_neutral(*cell, notes);
     if (velmar_gii_calculate_from_cell(cell.get(), symmetry.get(), opt->dir_unitary,
                                        opt->dir_binary) < 0) {
         std::fputs("Error: velmar_gii_calculate_from_cell() returns negative value.\n", stderr);
@@ -129,6 +133,8 @@ void velmar_cmd_opt_do_text_cal_bv(const VELMAR_CMD_OPT *opt) {
     }
     CellPtr cell;
     SymmetryPtr symmetry;
-    if (!velmar::cmd::load_cell_from_text(opt, cell, symmetry)) return;
+    velmar::detail::CifReadNotes notes;
+    if (!velmar::cmd::load_cell_from_text(opt, cell, symmetry, &notes)) return;
+    velmar::detail::warn_unless_neutral(*cell, notes);
     report_bv(opt, cell.get(), symmetry.get(), false);
 }

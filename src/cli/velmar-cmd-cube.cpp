@@ -5,6 +5,7 @@
 
 #include "cli/velmar-cmd-handlers.h"
 #include "cli/velmar-cmd-util.h"
+#include "core/velmar-output.h"
 #include "landscape/velmar-cube-file.h"
 #include "landscape/velmar-landscape.h"
 
@@ -114,6 +115,7 @@ void gen_cube(const VELMAR_CMD_OPT *opt, Landscape kind) {
     const std::string cifname =
         (input.size() > 3 ? input.substr(0, input.size() - 4) : input) + "_assigned.cif";
 
+    if (!velmar::output_check(cubename)) return;
     CellPtr cell;
     SymmetryPtr symmetry;
     if (!velmar::cmd::load_cell(opt, argv[2], cell, symmetry)) return;

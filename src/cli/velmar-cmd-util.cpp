@@ -11,10 +11,12 @@
 
 namespace velmar::cmd {
 
-bool load_cell(const VELMAR_CMD_OPT *opt, const char *cif, CellPtr &cell, SymmetryPtr &symmetry) {
+bool load_cell(const VELMAR_CMD_OPT *opt, const char *cif, CellPtr &cell, SymmetryPtr &symmetry,
+               velmar::detail::CifReadNotes *notes) {
     VELMAR_CELL *c = nullptr;
     VELMAR_SYMMETRY *s = nullptr;
-    if (velmar_cell_import_cif_from_file(&c, &s, cif, opt->dir_symcards, opt->dir_unitary) != 0) {
+    if (velmar::detail::cell_import_cif_from_file(&c, &s, cif, opt->dir_symcards, opt->dir_unitary,
+                                                  notes) != 0) {
         VELMAR_ERROR_NONZERO(velmar_cell_import_cif_from_file);
         return false;
     }
@@ -23,7 +25,8 @@ bool load_cell(const VELMAR_CMD_OPT *opt, const char *cif, CellPtr &cell, Symmet
     return true;
 }
 
-bool load_cell_from_text(const VELMAR_CMD_OPT *opt, CellPtr &cell, SymmetryPtr &symmetry) {
+bool load_cell_from_text(const VELMAR_CMD_OPT *opt, CellPtr &cell, SymmetryPtr &symmetry,
+                         velmar::detail::CifReadNotes *notes) {
     Owned<VELMAR_TEXT, velmar_text_free> text(velmar_cmd_opt_cat_tail(opt));
     if (!text) {
         VELMAR_ERROR_NULL(velmar_cmd_opt_cat_tail);
@@ -31,8 +34,8 @@ bool load_cell_from_text(const VELMAR_CMD_OPT *opt, CellPtr &cell, SymmetryPtr &
     }
     VELMAR_CELL *c = nullptr;
     VELMAR_SYMMETRY *s = nullptr;
-    if (velmar_cell_import_cif_from_text(&c, &s, text.get(), opt->dir_symcards, opt->dir_unitary) !=
-        0) {
+    if (velmar::detail::cell_import_cif_from_text(&c, &s, text.get(), opt->dir_symcards,
+                                                  opt->dir_unitary, notes) != 0) {
         VELMAR_ERROR_NONZERO(velmar_cell_import_cif_from_text);
         return false;
     }

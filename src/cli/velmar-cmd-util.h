@@ -6,6 +6,7 @@
 #include "cli/velmar-cmd.h"
 #include "core/velmar.h"
 #include "structure/velmar-cell.h"
+#include "structure/velmar-cif.h"
 #include "structure/velmar-symmetry.h"
 
 namespace velmar::cmd {
@@ -15,10 +16,13 @@ using SymmetryPtr = Owned<VELMAR_SYMMETRY, velmar_symmetry_free>;
 
 // Reads the CIF with the run's databases; on failure prints the caller's error line and returns
 // false.
-bool load_cell(const VELMAR_CMD_OPT *opt, const char *cif, CellPtr &cell, SymmetryPtr &symmetry);
+// With notes, also what the reader filled in on its own (the defaulted oxidation states).
+bool load_cell(const VELMAR_CMD_OPT *opt, const char *cif, CellPtr &cell, SymmetryPtr &symmetry,
+               velmar::detail::CifReadNotes *notes = nullptr);
 // Reads the CIF text given on the command line after the text-mode key phrase; on failure prints
 // the caller's error line and returns false.
-bool load_cell_from_text(const VELMAR_CMD_OPT *opt, CellPtr &cell, SymmetryPtr &symmetry);
+bool load_cell_from_text(const VELMAR_CMD_OPT *opt, CellPtr &cell, SymmetryPtr &symmetry,
+                         velmar::detail::CifReadNotes *notes = nullptr);
 // Whole-argument conversions; false (after an error line naming the argument) when the text is not
 // such a number.
 bool parse_int(const char *text, const char *what, int &value);

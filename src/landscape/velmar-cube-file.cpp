@@ -65,6 +65,8 @@ int velmar_cube_export_to_file(const VELMAR_CUBE *cube, const VELMAR_CELL *cell,
             const int k = velmar_property_find_index(ppt, atom.type, atom.os);
             if (k < 0) {
                 std::fputs("Error: velmar_property_find_index() returns negative value.\n", stderr);
+                // The one failure that keeps what was written, under the final name.
+                file.commit();
                 return 1;
             }
             std::fprintf(f, "%4d %11.6f %11.6f %11.6f %11.6f\r\n", ppt->uni[k].an, ppt->uni[k].q,
@@ -109,15 +111,40 @@ int velmar_cube_import_from_file(VELMAR_CUBE **cube_ptr, VELMAR_CELL **cell, con
             return 1;
         }
     }
-    if (atoms < 0 || atoms > kMaxAtoms || count[0] > kMaxCount || count[1] > kMaxCount ||
-        count[2] > kMaxCount ||
-        (count[0] > 0 && count[1] > 0 && count[2] > 0 &&
-         count[0] * count[1] * count[2] > kMaxVoxels)) {
-        std::fprintf(stderr, "Error: %s gives impossible atom or voxel counts.\n", filename);
+    if (atoms < 0 || atoms > kMaxAtoms) {
+        std::fprintf(stderr, "Error: %s gives %ld atoms; a cube file holds 0 to %ld.\n", filename,
+                     atoms, kMaxAtoms);
         return 1;
     }
     // Values are stored as read, or without the repeated last layer of a non-periodic file.
     const int drop = periodic ? 0 : 1;
+    for (int r = 0; r < 3; ++r) {
+        if (count[r] <= drop || count[r] > kMaxCount) {
+            std::fprintf(stderr,
+                         "Error: %s gives %ld voxels along axis %d; a %s cube has %d to %ld.\n",
+                         filename, count[r], r + 1, periodic ? "periodic" : "non-periodic",
+                         drop + 1, kMaxCount);
+            return 1;
+        }
+    }
+    if (count[0] * count[1] * count[2] > kMaxVoxels) {
+        std::fprintf(stderr, "Error: %s gives %ld x %ld x %ld voxels, more than %" PRId64 ".\n",
+                     filename, count[0], count[1], count[2], kMaxVoxels);
+        return 1;
+    }
+    // Every value takes a digit and a separator: a file too short for its counts is refused before
+    // the grid is allocated (a few bytes could otherwise ask for gigabytes).
+    const long after_counts = std::ftell(f);
+    if (after_counts >= 0 && std::fseek(f, 0, SEEK_END) == 0) {
+        const long left = std::ftell(f) - after_counts;
+        if (left >= 0 && count[0] * count[1] * count[2] > left / 2 + 1) {
+            std::fprintf(stderr,
+                         "Error: %s gives %ld x %ld x %ld voxels but has room for %ld values at "
+                         "most.\n",
+                         filename, count[0], count[1], count[2], left / 2 + 1);
+            return 1;
+        }
+    }
     velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube(velmar_cube_new(
         static_cast<int32_t>(count[0] - drop), static_cast<int32_t>(count[1] - drop),
         static_cast<int32_t>(count[2] - drop)));
@@ -137,6 +164,15 @@ int velmar_cube_import_from_file(VELMAR_CUBE **cube_ptr, VELMAR_CELL **cell, con
             cube->a_i[r][c] = step[c] / VELMAR_ANGSTROM_TO_BOHR;
             cube->a[r][c] = cube->n[r] * cube->a_i[r][c];
         }
+    }
+    // Zero, parallel or NaN steps would give no cell to analyse.
+    if (!velmar::detail::lattice_vectors_proper(cube->a_i) ||
+        !velmar::detail::lattice_vectors_proper(cube->a)) {
+        std::fprintf(stderr,
+                     "Error: the voxel vectors of %s are zero, not finite or do not span a "
+                     "volume.\n",
+                     filename);
+        return 1;
     }
 
     velmar::Owned<VELMAR_CELL, velmar_cell_free> structure;

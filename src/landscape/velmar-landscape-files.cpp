@@ -2,6 +2,7 @@
 // and the resolution of partially occupied conducting sites in a supercell.
 #include <cstdio>
 
+#include "core/velmar-output.h"
 #include "core/velmar.h"
 #include "landscape/velmar-cube-file.h"
 #include "landscape/velmar-landscape.h"
@@ -11,16 +12,35 @@
 namespace {
 
 using Calculator = VELMAR_CUBE *(*)(VELMAR_CELL *, VELMAR_SYMMETRY *, const VELMAR_PROPERTY *,
-                                    double, bool);
-using FromCell = VELMAR_CUBE *(*)(VELMAR_CELL *, VELMAR_SYMMETRY *, const VELMAR_PROPERTY *,
-                                  const char *, int, double, bool);
+                                    double, bool, const velmar::detail::LandscapeRun &);
 using Writer = int (*)(const char *, VELMAR_CELL *, VELMAR_SYMMETRY *, const char *, int, double,
                        double, bool, bool, const char *, const char *);
 
+// A calculator and its messages.
+struct Kind {
+    Calculator calculate;
+    const char *calculator_error;  // the calculator failed
+    const char *from_cell_error;   // the calculation from a cell failed
+    const char *success;           // the calculator's success message
+};
+
+constexpr Kind kSiteEnergy{velmar::detail::cube_calculate,
+                           "Error: velmar_cube_calculate() returns NULL.\n",
+                           "Error: velmar_cube_calculate_from_cell() returns NULL.\n",
+                           "Message: cube has been generated successfully.\n"};
+constexpr Kind kGii{velmar::detail::cube_by_gii_calculate,
+                    "Error: velmar_cube_by_gii_calculate() returns NULL.\n",
+                    "Error: velmar_cube_by_gii_calculate_from_cell() returns NULL.\n",
+                    "Message: cube_by_gii has been generated successfully.\n"};
+constexpr Kind kTotalEnergy{velmar::detail::cube_by_tot_en_calculate,
+                            "Error: velmar_cube_by_tot_en_calculate() returns NULL.\n",
+                            "Error: velmar_cube_by_tot_en_calculate_from_cell() returns NULL.\n",
+                            "Message: cube_by_tot_en has been generated successfully.\n"};
+
 // A calculator on the cell's symmetry, or on P 1 when there is none.
-VELMAR_CUBE *from_cell(Calculator calculate, const char *calculator_error, VELMAR_CELL *cell,
-                       VELMAR_SYMMETRY *symmetry, const VELMAR_PROPERTY *ppt, double resolution,
-                       bool ignore_conducting) {
+VELMAR_CUBE *from_cell(const Kind &kind, VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
+                       const VELMAR_PROPERTY *ppt, double resolution, bool ignore_conducting,
+                       const velmar::detail::LandscapeRun &run) {
     if (cell == nullptr) {
         std::fputs("Error: VELMAR_CELL has not been properly initialized.\n", stderr);
         return nullptr;
@@ -34,26 +54,34 @@ VELMAR_CUBE *from_cell(Calculator calculate, const char *calculator_error, VELMA
         }
         symmetry = p1.get();
     }
-    VELMAR_CUBE *cube = calculate(cell, symmetry, ppt, resolution, ignore_conducting);
-    if (cube == nullptr) std::fputs(calculator_error, stderr);
+    VELMAR_CUBE *cube = kind.calculate(cell, symmetry, ppt, resolution, ignore_conducting, run);
+    if (cube == nullptr) std::fputs(kind.calculator_error, stderr);
     return cube;
 }
 
-int write(FromCell calculate, const char *calculate_error, const char *filename, VELMAR_CELL *cell,
+// Table, landscape and file. The file is checked before the work, so that an unwritable place
+// is found before the landscape is computed. `error` names the calculation from the cell.
+int write(const Kind &kind, const char *error, const char *filename, VELMAR_CELL *cell,
           VELMAR_SYMMETRY *symmetry, const char *type, int os, double sf, double resolution,
           bool ignore_conducting, bool periodic, const char *dir_unitary, const char *dir_binary) {
+    if (filename == nullptr || !velmar::output_check(filename)) return 1;
     velmar::Owned<VELMAR_PROPERTY, velmar_property_free> ppt(
         velmar_property_import_from_cell(cell, type, os, sf, dir_unitary, dir_binary));
     if (!ppt) {
         VELMAR_ERROR_NULL(velmar_property_import_from_cell);
         return 1;
     }
+    velmar::detail::LandscapeRun run;
+    run.announce = false;
     velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube(
-        calculate(cell, symmetry, ppt.get(), type, os, resolution, ignore_conducting));
+        from_cell(kind, cell, symmetry, ppt.get(), resolution, ignore_conducting, run));
     if (!cube) {
-        std::fputs(calculate_error, stderr);
+        std::fputs(error, stderr);
         return 1;
     }
+    // The calculator's message says the landscape is computed; the writer says when the file is
+    // complete ("saved to"), and a file that could not be written is not left under its name.
+    std::fputs(kind.success, stdout);
     if (velmar_cube_export_to_file(cube.get(), cell, ppt.get(), filename, periodic) != 0) {
         VELMAR_ERROR_NONZERO(velmar_cube_export_to_file);
         return 1;
@@ -84,6 +112,10 @@ int write_assigned(Writer write_cube, const char *plain_error, const char *assig
     std::printf(
         "Message: partial occupancy at conducting sites detected. Cube will be generated based on "
         "an asigned supercell.\n");
+    if (cifname == nullptr || cubename == nullptr || !velmar::output_check(cifname) ||
+        !velmar::output_check(cubename)) {
+        return 1;
+    }
     velmar::Owned<VELMAR_CELL, velmar_cell_free> super(velmar_cell_supercell_default(cell));
     if (!super) {
         std::printf("Messge: velmar_cell_supercell_default() returns NULL.\n");
@@ -114,26 +146,21 @@ VELMAR_CUBE *velmar_cube_calculate_from_cell(VELMAR_CELL *cell, VELMAR_SYMMETRY 
                                              const VELMAR_PROPERTY *ppt, const char * /*type*/,
                                              int /*os*/, double resolution,
                                              bool ignore_conducting) {
-    return from_cell(velmar_cube_calculate, "Error: velmar_cube_calculate() returns NULL.\n", cell,
-                     symmetry, ppt, resolution, ignore_conducting);
+    return from_cell(kSiteEnergy, cell, symmetry, ppt, resolution, ignore_conducting, {});
 }
 
 VELMAR_CUBE *velmar_cube_by_gii_calculate_from_cell(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
                                                     const VELMAR_PROPERTY *ppt,
                                                     const char * /*type*/, int /*os*/,
                                                     double resolution, bool ignore_conducting) {
-    return from_cell(velmar_cube_by_gii_calculate,
-                     "Error: velmar_cube_by_gii_calculate() returns NULL.\n", cell, symmetry, ppt,
-                     resolution, ignore_conducting);
+    return from_cell(kGii, cell, symmetry, ppt, resolution, ignore_conducting, {});
 }
 
 VELMAR_CUBE *velmar_cube_by_tot_en_calculate_from_cell(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
                                                        const VELMAR_PROPERTY *ppt,
                                                        const char * /*type*/, int /*os*/,
                                                        double resolution, bool ignore_conducting) {
-    return from_cell(velmar_cube_by_tot_en_calculate,
-                     "Error: velmar_cube_by_tot_en_calculate() returns NULL.\n", cell, symmetry,
-                     ppt, resolution, ignore_conducting);
+    return from_cell(kTotalEnergy, cell, symmetry, ppt, resolution, ignore_conducting, {});
 }
 
 int velmar_cube_calculate_from_cell_and_write_to_file(const char *filename, VELMAR_CELL *cell,
@@ -142,20 +169,16 @@ int velmar_cube_calculate_from_cell_and_write_to_file(const char *filename, VELM
                                                       bool ignore_conducting, bool periodic,
                                                       const char *dir_unitary,
                                                       const char *dir_binary) {
-    return write(velmar_cube_calculate_from_cell,
-                 "Error: velmar_cube_calculate_from_cell() returns NULL.\n", filename, cell,
-                 symmetry, type, os, sf, resolution, ignore_conducting, periodic, dir_unitary,
-                 dir_binary);
+    return write(kSiteEnergy, kSiteEnergy.from_cell_error, filename, cell, symmetry, type, os, sf,
+                 resolution, ignore_conducting, periodic, dir_unitary, dir_binary);
 }
 
 int velmar_cube_by_gii_calculate_from_cell_and_write_to_file(
     const char *filename, VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry, const char *type, int os,
     double sf, double resolution, bool ignore_conducting, bool periodic, const char *dir_unitary,
     const char *dir_binary) {
-    return write(velmar_cube_by_gii_calculate_from_cell,
-                 "Error: velmar_cube_by_gii_calculate_from_cell() returns NULL.\n", filename, cell,
-                 symmetry, type, os, sf, resolution, ignore_conducting, periodic, dir_unitary,
-                 dir_binary);
+    return write(kGii, kGii.from_cell_error, filename, cell, symmetry, type, os, sf, resolution,
+                 ignore_conducting, periodic, dir_unitary, dir_binary);
 }
 
 int velmar_cube_by_tot_en_calculate_from_cell_and_write_to_file(
@@ -163,10 +186,8 @@ int velmar_cube_by_tot_en_calculate_from_cell_and_write_to_file(
     double sf, double resolution, bool ignore_conducting, bool periodic, const char *dir_unitary,
     const char *dir_binary) {
     // This file has always been written with the GII landscape.
-    return write(velmar_cube_by_gii_calculate_from_cell,
-                 "Error: velmar_cube_by_tot_en_calculate_from_cell() returns NULL.\n", filename,
-                 cell, symmetry, type, os, sf, resolution, ignore_conducting, periodic, dir_unitary,
-                 dir_binary);
+    return write(kGii, kTotalEnergy.from_cell_error, filename, cell, symmetry, type, os, sf,
+                 resolution, ignore_conducting, periodic, dir_unitary, dir_binary);
 }
 
 int velmar_cube_calculate_from_cell_and_write_to_file_assign_partial_occ(

@@ -1,9 +1,9 @@
 // Landscape calculators. Each voxel value comes from a value function; a common driver visits the
 // voxels in the order i, j, k, computes a voxel only when it holds no value yet (|E| <= 1e-7) and
-// spreads the value to its images under the symmetry operations (where they hold <= 1e-7). The
-// voxels that will be computed are found first, their values computed in parallel chunk by chunk,
-// and the spreading is then replayed in voxel order, so the cube is the one the sequential visit
-// gives, whatever the number of threads.
+// spreads the value to its images under the symmetry operations that map the grid onto itself
+// (where they hold <= 1e-7). The voxels that will be computed are found first, their values
+// computed in parallel chunk by chunk, and the spreading is then replayed in voxel order, so the
+// cube is the one the sequential visit gives, whatever the number of threads.
 #include "landscape/velmar-landscape.h"
 
 #include <unistd.h>
@@ -60,10 +60,29 @@ class Progress {
 
 using ValueAt = std::function<double(const double p[3])>;
 
-// Fills the cube: value(p) for the cartesian point of each voxel that is computed.
+// True when the card maps the voxel grid onto itself: its integer form moves an index from one axis
+// to another only between axes of equal count. The cap on the number of voxels can lower one of two
+// symmetry-equivalent axes; a card that exchanges them then lands between voxels, and its integer
+// form would write to the wrong ones.
+bool maps_grid_onto_itself(const VELMAR_CARD &card, const long n[3]) {
+    for (int r = 0; r < 3; ++r) {
+        for (int c = 0; c < 3; ++c) {
+            if (card.r_i[r][c] != 0 && n[r] != n[c]) return false;
+        }
+    }
+    return true;
+}
+
+// Fills the cube: value(p) for the cartesian point of each voxel that is computed. Values spread
+// only through the cards that map the grid onto itself (on a symmetric grid, all of them); the
+// voxels that only the others would reach are computed directly.
 void fill_cube(VELMAR_CUBE *cube, const VELMAR_SYMMETRY *symmetry, const ValueAt &value,
                bool parallel) {
     const long n[3] = {cube->n[0], cube->n[1], cube->n[2]};
+    std::vector<const VELMAR_CARD *> usable;
+    for (int c = 0; c < symmetry->total; ++c) {
+        if (maps_grid_onto_itself(symmetry->card[c], n)) usable.push_back(&symmetry->card[c]);
+    }
     const int64_t total = velmar::cube_size(cube);
     double *en = velmar::cube_values(cube);
     const auto triple = [&n](int64_t at, long v[3]) {
@@ -93,8 +112,8 @@ void fill_cube(VELMAR_CUBE *cube, const VELMAR_SYMMETRY *symmetry, const ValueAt
     for (int r = 0; r < 3; ++r) {
         long lo = 0;
         long hi = 0;
-        for (int c = 0; c < symmetry->total; ++c) {
-            const VELMAR_CARD &card = symmetry->card[c];
+        for (const VELMAR_CARD *usable_card : usable) {
+            const VELMAR_CARD &card = *usable_card;
             long low = card.t_i[r];
             long high = card.t_i[r];
             for (int a = 0; a < 3; ++a) {
@@ -109,8 +128,8 @@ void fill_cube(VELMAR_CUBE *cube, const VELMAR_SYMMETRY *symmetry, const ValueAt
         fold[r].to.resize(static_cast<size_t>(hi - lo + 1));
         for (long x = lo; x <= hi; ++x) fold[r].to[x - lo] = velmar_mod_long(x, n[r]);
     }
-    const auto image_of = [&n, &fold, symmetry](int c, const long v[3]) {
-        const VELMAR_CARD &card = symmetry->card[c];
+    const auto image_of = [&n, &fold, &usable](size_t c, const long v[3]) {
+        const VELMAR_CARD &card = *usable[c];
         long w[3];
         for (int r = 0; r < 3; ++r) {
             const long x =
@@ -121,7 +140,7 @@ void fill_cube(VELMAR_CUBE *cube, const VELMAR_SYMMETRY *symmetry, const ValueAt
     };
     // Spreads e from voxel v to its images, as the sequential visit does.
     const auto spread = [&](const long v[3], double e) {
-        for (int c = 0; c < symmetry->total; ++c) {
+        for (size_t c = 0; c < usable.size(); ++c) {
             double &slot = en[image_of(c, v)];
             if (slot <= kFilled) slot = e;
         }
@@ -134,7 +153,7 @@ void fill_cube(VELMAR_CUBE *cube, const VELMAR_SYMMETRY *symmetry, const ValueAt
     std::vector<int64_t> sources;
     std::vector<double> values;
     std::vector<int32_t> images;  // the images of each source under every card
-    const auto cards = static_cast<size_t>(symmetry->total);
+    const size_t cards = usable.size();
     sources.reserve(kChunk);
     images.reserve(kChunk * cards);
     int64_t replayed = 0;
@@ -175,7 +194,7 @@ void fill_cube(VELMAR_CUBE *cube, const VELMAR_SYMMETRY *symmetry, const ValueAt
         long v[3];
         triple(at, v);
         for (size_t c = 0; c < cards; ++c) {
-            const auto image = image_of(static_cast<int>(c), v);
+            const auto image = image_of(c, v);
             predicted[image] = true;
             images.push_back(static_cast<int32_t>(image));
         }
@@ -188,8 +207,8 @@ void fill_cube(VELMAR_CUBE *cube, const VELMAR_SYMMETRY *symmetry, const ValueAt
 // Steps shared by the three calculators: validation, the oxidation-state check, the grid with its
 // discrete symmetry, and the ignored ions. Returns the empty cube or NULL.
 VELMAR_CUBE *prepare(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry, const VELMAR_PROPERTY *ppt,
-                     double resolution, bool ignore_conducting, const char *validation_error,
-                     int32_t *ignored_count) {
+                     double resolution, bool ignore_conducting, const long *grid,
+                     const char *validation_error, int32_t *ignored_count) {
     if (velmar_cube_validate_property(ppt) != 0) {
         std::fputs(validation_error, stderr);
         return nullptr;
@@ -203,6 +222,7 @@ VELMAR_CUBE *prepare(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry, const VELMAR_
     }
     long n[3];
     velmar::detail::landscape_grid_size(n, cell->parameter, resolution);
+    if (grid != nullptr) std::copy(grid, grid + 3, n);
     if (velmar_symmetry_fill_card_discrete(symmetry, n) != 0) {
         std::printf("Error: velmar_symmetry_fill_card_discrete() returns non-zero.\n");
         return nullptr;
@@ -384,8 +404,14 @@ VELMAR_CELL *velmar_cube_cell_new(const VELMAR_CELL *cell, const char *type, int
 VELMAR_CUBE *velmar_cube_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
                                    const VELMAR_PROPERTY *ppt, double resolution,
                                    bool ignore_conducting) {
+    return velmar::detail::cube_calculate(cell, symmetry, ppt, resolution, ignore_conducting, {});
+}
+
+VELMAR_CUBE *velmar::detail::cube_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
+                                            const VELMAR_PROPERTY *ppt, double resolution,
+                                            bool ignore_conducting, const LandscapeRun &run) {
     velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube(
-        prepare(cell, symmetry, ppt, resolution, ignore_conducting,
+        prepare(cell, symmetry, ppt, resolution, ignore_conducting, run.grid,
                 "Error: velmar_cube_validate_property() returns non-zero.\n", nullptr));
     if (!cube) return nullptr;
     const int c = ppt->conducting;
@@ -507,7 +533,7 @@ VELMAR_CUBE *velmar_cube_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
         },
         true);
     clear_ignored(cell);
-    std::printf("Message: cube has been generated successfully.\n");
+    if (run.announce) std::printf("Message: cube has been generated successfully.\n");
     return cube.release();
 }
 
@@ -649,14 +675,14 @@ struct TestCellLandscape {
     velmar::Owned<VELMAR_CELL, velmar_cell_free> test;
 
     bool prepare(VELMAR_CELL *cell, const VELMAR_PROPERTY *ppt, double resolution,
-                 bool ignore_conducting) {
+                 bool ignore_conducting, const long *grid) {
         p1.reset(velmar_symmetry_new_p1());
         if (!p1) {
             VELMAR_ERROR_NULL(velmar_symmetry_new_p1);
             return false;
         }
         int32_t ignored = 0;
-        cube.reset(::prepare(cell, p1.get(), ppt, resolution, ignore_conducting,
+        cube.reset(::prepare(cell, p1.get(), ppt, resolution, ignore_conducting, grid,
                              "Error: velmr_cube_validate_property() returns non-zero.\n",
                              &ignored));
         if (!cube) return false;
@@ -672,11 +698,20 @@ struct TestCellLandscape {
 
 }  // namespace
 
-VELMAR_CUBE *velmar_cube_by_gii_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY * /*symmetry*/,
+VELMAR_CUBE *velmar_cube_by_gii_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
                                           const VELMAR_PROPERTY *ppt, double resolution,
                                           bool ignore_conducting) {
+    return velmar::detail::cube_by_gii_calculate(cell, symmetry, ppt, resolution, ignore_conducting,
+                                                 {});
+}
+
+VELMAR_CUBE *velmar::detail::cube_by_gii_calculate(VELMAR_CELL *cell,
+                                                   VELMAR_SYMMETRY * /*symmetry*/,
+                                                   const VELMAR_PROPERTY *ppt, double resolution,
+                                                   bool ignore_conducting,
+                                                   const LandscapeRun &run) {
     TestCellLandscape l;
-    if (!l.prepare(cell, ppt, resolution, ignore_conducting)) return nullptr;
+    if (!l.prepare(cell, ppt, resolution, ignore_conducting, run.grid)) return nullptr;
     auto &p1 = l.p1;
     auto &cube = l.cube;
     auto &test = l.test;
@@ -693,15 +728,24 @@ VELMAR_CUBE *velmar_cube_by_gii_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY * /
     if (!gii.build(*test, *ppt)) return nullptr;
     fill_cube(cube.get(), p1.get(), std::cref(gii), true);
     clear_ignored(cell);
-    std::printf("Message: cube_by_gii has been generated successfully.\n");
+    if (run.announce) std::printf("Message: cube_by_gii has been generated successfully.\n");
     return cube.release();
 }
 
-VELMAR_CUBE *velmar_cube_by_tot_en_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY * /*symmetry*/,
+VELMAR_CUBE *velmar_cube_by_tot_en_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
                                              const VELMAR_PROPERTY *ppt, double resolution,
                                              bool ignore_conducting) {
+    return velmar::detail::cube_by_tot_en_calculate(cell, symmetry, ppt, resolution,
+                                                    ignore_conducting, {});
+}
+
+VELMAR_CUBE *velmar::detail::cube_by_tot_en_calculate(VELMAR_CELL *cell,
+                                                      VELMAR_SYMMETRY * /*symmetry*/,
+                                                      const VELMAR_PROPERTY *ppt, double resolution,
+                                                      bool ignore_conducting,
+                                                      const LandscapeRun &run) {
     TestCellLandscape l;
-    if (!l.prepare(cell, ppt, resolution, ignore_conducting)) return nullptr;
+    if (!l.prepare(cell, ppt, resolution, ignore_conducting, run.grid)) return nullptr;
     auto &p1 = l.p1;
     auto &cube = l.cube;
     auto &test = l.test;
@@ -720,6 +764,6 @@ VELMAR_CUBE *velmar_cube_by_tot_en_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY 
         },
         false);
     clear_ignored(cell);
-    std::printf("Message: cube_by_tot_en has been generated successfully.\n");
+    if (run.announce) std::printf("Message: cube_by_tot_en has been generated successfully.\n");
     return cube.release();
 }

@@ -2,8 +2,10 @@
 // bond-valence site energy (pair terms of the ion with every ion of the structure and its images),
 // the global instability index of the structure with the ion added, and the total energy of that
 // cell. Grids have a multiple of 24 voxels per axis (at most 196^3 in all), so that the cell's
-// symmetry operations map voxels onto voxels and each symmetry-distinct voxel is computed once.
-// Energies in eV, GII in valence units. Cubes returned belong to the caller.
+// translations land on voxels and each symmetry-distinct voxel is computed once; where the cap
+// leaves equivalent axes with different counts, the voxels that only an operation exchanging them
+// would reach are computed directly. Energies in eV, GII in valence units. Cubes returned belong
+// to the caller.
 #ifndef VELMAR_LANDSCAPE_H
 #define VELMAR_LANDSCAPE_H
 
@@ -73,6 +75,26 @@ int velmar_cube_by_tot_en_calculate_from_cell_and_write_to_sf_assign_partial_occ
 namespace velmar::detail {
 // Voxel counts for a cell at a resolution: multiples of 24, at most 196^3 voxels in all.
 void landscape_grid_size(long n[3], const double lengths[3], double resolution);
+
+// What a landscape run may change beyond the documented arguments.
+struct LandscapeRun {
+    // Voxel counts to use instead of those the resolution gives (n[r] multiples of the cell's
+    // translations), or NULL.
+    const long *grid = nullptr;
+    // Whether the calculator prints its success message; the file writers print it themselves,
+    // once the file is complete.
+    bool announce = true;
+};
+// The three calculators above, run as `run` says.
+VELMAR_CUBE *cube_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
+                            const VELMAR_PROPERTY *ppt, double resolution, bool ignore_conducting,
+                            const LandscapeRun &run);
+VELMAR_CUBE *cube_by_gii_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
+                                   const VELMAR_PROPERTY *ppt, double resolution,
+                                   bool ignore_conducting, const LandscapeRun &run);
+VELMAR_CUBE *cube_by_tot_en_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
+                                      const VELMAR_PROPERTY *ppt, double resolution,
+                                      bool ignore_conducting, const LandscapeRun &run);
 }  // namespace velmar::detail
 
 #endif  // VELMAR_LANDSCAPE_H

@@ -41,8 +41,17 @@ VELMAR_BV *velmar_bv_new(int total) {
     bv->atom = velmar_atom_new(total);
     bv->multi = velmar_array_int_1D_new(total);
     bv->sum = velmar_array_double_1D_new(total);
-    bv->value = velmar_array_double_2D_new(total, total);
-    if (bv->atom == nullptr || bv->multi == nullptr || bv->sum == nullptr || bv->value == nullptr) {
+    bv->pair_start = static_cast<long *>(std::calloc(static_cast<size_t>(total) + 1, sizeof(long)));
+    if (total <= velmar::detail::kBvFullPairTable) {
+        bv->value = velmar_array_double_2D_new(total, total);
+        if (bv->value == nullptr) {
+            std::fputs("Error: unable to allocate VELMAR_BV.\n", stderr);
+            return nullptr;
+        }
+    }
+    if (bv->atom == nullptr || bv->multi == nullptr || bv->sum == nullptr ||
+        bv->pair_start == nullptr) {
+        std::fputs("Error: unable to allocate VELMAR_BV.\n", stderr);
         return nullptr;
     }
     return bv.release();
@@ -53,8 +62,56 @@ void velmar_bv_free(VELMAR_BV *bv) {
     velmar_atom_free(bv->atom);
     velmar_array_int_1D_free(bv->multi);
     velmar_array_double_1D_free(bv->sum);
-    velmar_array_double_2D_free(bv->value, bv->total);
+    if (bv->value != nullptr) velmar_array_double_2D_free(bv->value, bv->total);
+    std::free(bv->pair_start);
+    std::free(bv->pair_site);
+    std::free(bv->pair_value);
     std::free(bv);
+}
+
+double velmar_bv_value(const VELMAR_BV *bv, long k, long l) {
+    if (bv == nullptr || bv->pair_start == nullptr || k < 0 || k >= bv->total) return 0.0;
+    const int32_t *first = bv->pair_site + bv->pair_start[k];
+    const int32_t *last = bv->pair_site + bv->pair_start[k + 1];
+    const int32_t *at = std::lower_bound(first, last, l);
+    return at != last && *at == l ? bv->pair_value[at - bv->pair_site] : 0.0;
+}
+
+int velmar::detail::bv_set_pairs(VELMAR_BV *bv,
+                                 const std::vector<std::vector<std::pair<int32_t, double>>> &rows) {
+    if (bv == nullptr || bv->pair_start == nullptr || static_cast<long>(rows.size()) != bv->total) {
+        std::fputs("Error: VELMAR_BV has not been properly initialized.\n", stderr);
+        return 1;
+    }
+    size_t count = 0;
+    for (const auto &row : rows) count += row.size();
+    auto *site = static_cast<int32_t *>(std::malloc(std::max<size_t>(count, 1) * sizeof(int32_t)));
+    auto *value = static_cast<double *>(std::malloc(std::max<size_t>(count, 1) * sizeof(double)));
+    if (site == nullptr || value == nullptr) {
+        std::free(site);
+        std::free(value);
+        std::fputs("Error: unable to allocate VELMAR_BV.\n", stderr);
+        return 1;
+    }
+    std::free(bv->pair_site);
+    std::free(bv->pair_value);
+    bv->pair_site = site;
+    bv->pair_value = value;
+    if (bv->value != nullptr) {
+        for (long k = 0; k < bv->total; ++k) std::fill(bv->value[k], bv->value[k] + bv->total, 0.0);
+    }
+    long next = 0;
+    for (size_t k = 0; k < rows.size(); ++k) {
+        bv->pair_start[k] = next;
+        for (const auto &[l, v] : rows[k]) {
+            site[next] = l;
+            value[next] = v;
+            ++next;
+            if (bv->value != nullptr) bv->value[k][l] = v;
+        }
+    }
+    bv->pair_start[rows.size()] = next;
+    return 0;
 }
 
 int velmar_bv_validate_property(const VELMAR_PROPERTY *ppt) {
@@ -139,6 +196,9 @@ VELMAR_BV *velmar_bv_calculate_from_flagged_cell(const VELMAR_CELL *cell,
         std::fputs("Error: the cell is too small for the bond-valence cut-off.\n", stderr);
         return nullptr;
     }
+    // Each site's bonds in the order they are met, then gathered per partner site; every pair value
+    // is summed in that order, as a row of the full table would be.
+    std::vector<std::vector<std::pair<int32_t, double>>> rows(static_cast<size_t>(total));
 #pragma omp parallel for schedule(dynamic, 1)
     for (int32_t k = 0; k < total; ++k) {
         const int32_t s = representative[k];
@@ -146,7 +206,7 @@ VELMAR_BV *velmar_bv_calculate_from_flagged_cell(const VELMAR_CELL *cell,
         const VELMAR_ATOM &site = cell->atom[s];
         const bool anion = site.os < 0;
         double sum = 0.0;
-        double *row = bv->value[k];
+        std::vector<std::pair<int32_t, double>> bonds;
         grid.visit(site.x, [&](const velmar::ImageGrid::Point &p) {
             const VELMAR_ATOM &partner = cell->atom[p.atom];
             if (!((site.os > 0 && partner.os < 0) || (anion && partner.os > 0))) return;
@@ -158,10 +218,18 @@ VELMAR_BV *velmar_bv_calculate_from_flagged_cell(const VELMAR_CELL *cell,
             double valence = partner.occ * std::exp((pair.r0 - d) / pair.b);
             if (anion) valence = -valence;
             sum += valence;
-            if (partner.flag >= 1) row[partner.flag - 1] += valence;
+            if (partner.flag >= 1) bonds.emplace_back(partner.flag - 1, valence);
         });
         bv->sum[k] = sum;
+        std::stable_sort(bonds.begin(), bonds.end(),
+                         [](const auto &x, const auto &y) { return x.first < y.first; });
+        std::vector<std::pair<int32_t, double>> &row = rows[k];
+        for (const auto &[l, v] : bonds) {
+            if (row.empty() || row.back().first != l) row.emplace_back(l, 0.0);
+            row.back().second += v;
+        }
     }
+    if (velmar::detail::bv_set_pairs(bv.get(), rows) != 0) return nullptr;
     return bv.release();
 }
 
@@ -248,6 +316,31 @@ double velmar_gii_calculate_from_cell(VELMAR_CELL *cell, const VELMAR_SYMMETRY *
     return velmar_gii_calculate_from_bv(bv.get());
 }
 
+namespace {
+
+// Calls pair(k, l, value) for every ordered pair of sites of the tables: all of them (zeros
+// included) up to kBvFullPairTable sites, else those that bond.
+template <class Pair>
+void for_each_listed_pair(const VELMAR_BV &bv, Pair pair) {
+    const bool full = bv.total <= velmar::detail::kBvFullPairTable;
+    for (long k = 0; k < bv.total; ++k) {
+        long next = bv.pair_start[k];
+        const long end = bv.pair_start[k + 1];
+        if (!full) {
+            for (; next < end; ++next)
+                pair(k, static_cast<long>(bv.pair_site[next]), bv.pair_value[next]);
+            continue;
+        }
+        for (long l = 0; l < bv.total; ++l) {
+            double value = 0.0;
+            if (next < end && bv.pair_site[next] == l) value = bv.pair_value[next++];
+            pair(k, l, value);
+        }
+    }
+}
+
+}  // namespace
+
 void velmar_bv_print(const VELMAR_BV *bv) {
     if (bv == nullptr) {
         std::printf("BV: (not allocated)\n");
@@ -260,17 +353,19 @@ void velmar_bv_print(const VELMAR_BV *bv) {
                     a.occ, bv->sum[k]);
     }
     std::printf("BV:=============================================\n");
+    if (bv->total > velmar::detail::kBvFullPairTable) {
+        std::printf("Message: %ld sites; only the pairs of sites that bond are listed.\n",
+                    bv->total);
+    }
     std::printf("BV: %4s %4s %6s %4s %4s %6s %9s\n", "nam1", "typ1", "occ1", "nam2", "typ2", "occ1",
                 "bv");
-    for (long k = 0; k < bv->total; ++k) {
+    for_each_listed_pair(*bv, [bv](long k, long l, double value) {
         const VELMAR_ATOM &a = bv->atom[k];
-        for (long l = 0; l < bv->total; ++l) {
-            const VELMAR_ATOM &b = bv->atom[l];
-            std::printf("BV: %4s %2s%d%c %6.3f %4s %2s%d%c %6.3f %9.6f\n", a.name, a.type,
-                        std::abs(a.os), sign(a.os), a.occ, b.name, b.type, std::abs(b.os),
-                        sign(b.os), b.occ, bv->value[k][l]);
-        }
-    }
+        const VELMAR_ATOM &b = bv->atom[l];
+        std::printf("BV: %4s %2s%d%c %6.3f %4s %2s%d%c %6.3f %9.6f\n", a.name, a.type,
+                    std::abs(a.os), sign(a.os), a.occ, b.name, b.type, std::abs(b.os), sign(b.os),
+                    b.occ, value);
+    });
 }
 
 void velmar_bv_print_gui(const VELMAR_BV *bv) {
@@ -306,17 +401,20 @@ VELMAR_TEXT *velmar_bv_export_to_text(const VELMAR_BV *bv) {
         out += line;
     }
     out += separator;
-    for (long k = 0; k < bv->total; ++k) {
-        const VELMAR_ATOM &a = bv->atom[k];
-        for (long l = 0; l < bv->total; ++l) {
-            const VELMAR_ATOM &b = bv->atom[l];
-            std::snprintf(line, sizeof line,
-                          "%4s(%s%d%c)(occ=%5.3f) %4s(%s%d%c)(occ=%5.3f) bv = %9.6f\r\n", a.name,
-                          a.type, std::abs(a.os), sign(a.os), a.occ, b.name, b.type, std::abs(b.os),
-                          sign(b.os), b.occ, bv->value[k][l]);
-            out += line;
-        }
+    if (bv->total > velmar::detail::kBvFullPairTable) {
+        std::snprintf(line, sizeof line,
+                      "%ld sites; only the pairs of sites that bond are listed.\r\n", bv->total);
+        out += line;
     }
+    for_each_listed_pair(*bv, [&](long k, long l, double value) {
+        const VELMAR_ATOM &a = bv->atom[k];
+        const VELMAR_ATOM &b = bv->atom[l];
+        std::snprintf(line, sizeof line,
+                      "%4s(%s%d%c)(occ=%5.3f) %4s(%s%d%c)(occ=%5.3f) bv = %9.6f\r\n", a.name,
+                      a.type, std::abs(a.os), sign(a.os), a.occ, b.name, b.type, std::abs(b.os),
+                      sign(b.os), b.occ, value);
+        out += line;
+    });
     out += separator;
     VELMAR_TEXT *text = velmar_text_new(out.c_str());
     if (text == nullptr) VELMAR_ERROR_NULL(velmar_text_new);

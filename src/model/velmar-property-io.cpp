@@ -2,6 +2,7 @@
 // and the element lookup by atomic number. A database is a free-text header ending with the line
 // that contains DATA_START, then white-space separated data lines up to a line containing DATA_END;
 // lines that do not parse are skipped and the first matching line wins.
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -12,6 +13,15 @@
 namespace {
 
 enum class Scan { kGoOn, kStop };
+
+// Bounds of the values a database line may give: beyond them a line is corrupt (they would
+// overflow the image counts and the integer arithmetic of the derived parameters).
+constexpr double kMaxValue = 1.0e3;  // any real column: A, amu, 1/eV, coordination number
+constexpr int kMaxState = 16;        // oxidation states
+constexpr int kMaxNumber = 200;      // atomic numbers
+constexpr int kMaxPeriod = 20;       // the period and group columns
+
+bool real_in_range(double v) { return std::isfinite(v) && std::fabs(v) <= kMaxValue; }
 
 // Calls visit(line) for each data line of the file until it answers kStop. False when the file
 // cannot be opened (the message is the caller's).
@@ -49,6 +59,12 @@ int velmar_property_unitary_read_from_file(VELMAR_PROPERTY_UNITARY *uni, const c
                         &uni->g, &uni->b, &uni->rc, &uni->soft) < 7) {
             std::fputs("Error: unable read VELMAR_PROPERTY_UNITARY.\n", stderr);
             status = 1;
+        } else if (uni->an < 0 || uni->an > kMaxNumber || uni->n < 0 || uni->n > kMaxPeriod ||
+                   uni->g < 0 || uni->g > kMaxPeriod || uni->b < 0 || uni->b > 3 ||
+                   !real_in_range(uni->m) || !real_in_range(uni->rc) || !real_in_range(uni->soft)) {
+            std::fprintf(stderr, "Error: the line of %s%d in %s holds values out of range.\n", type,
+                         os, path);
+            status = 1;
         }
         return Scan::kStop;
     });
@@ -78,6 +94,11 @@ int velmar_property_binary_read_from_file(VELMAR_PROPERTY_BINARY *bin, const cha
         if (std::sscanf(line, "%*s %*d %*s %*d %lf %lf %lf %lf", &bin->r0, &bin->b_old, &bin->cn,
                         &bin->cutoff) < 4) {
             std::fputs("Error: unable read VELMAR_PROPERTY_BINARY.\n", stderr);
+            status = 1;
+        } else if (!real_in_range(bin->r0) || !real_in_range(bin->b_old) ||
+                   !real_in_range(bin->cn) || !real_in_range(bin->cutoff)) {
+            std::fprintf(stderr, "Error: the line of %s%d %s%d in %s holds values out of range.\n",
+                         type1, os1, type2, os2, path);
             status = 1;
         } else {
             bin->b = bin->b_old;
@@ -177,6 +198,11 @@ int velmar_property_type_from_atomic_number(int an, VELMAR_ATOM *atom, const cha
             return Scan::kStop;
         }
         if (number != an) return Scan::kGoOn;
+        if (state < -kMaxState || state > kMaxState) {
+            std::fprintf(stderr, "Error: unable to process line %s.\n", line);
+            reported = true;
+            return Scan::kStop;
+        }
         velmar::copy_text(atom->type, 3, symbol);
         atom->os = state;
         status = 0;

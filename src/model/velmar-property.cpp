@@ -269,6 +269,12 @@ int velmar_property_append_index(VELMAR_PROPERTY *ppt, const char *type, int os)
         return 1;
     }
     if (velmar_property_find_index(ppt, type, os) >= 0) return 0;
+    // A state given on a command line can be anything an int holds; none beyond +-16 exists.
+    if (os < -16 || os > 16) {
+        std::fprintf(stderr, "Error: oxidation state %d of %s is out of range (-16 to 16).\n", os,
+                     type);
+        return 1;
+    }
     const int total = ppt->total + 1;
     const auto n = static_cast<size_t>(total);
     auto *types = static_cast<char(*)[3]>(std::realloc(ppt->type, sizeof(char[3]) * n));

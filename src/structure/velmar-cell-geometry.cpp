@@ -147,3 +147,31 @@ int velmar_cell_deform(VELMAR_CELL *cell, const double strain[3][3]) {
     velmar_cell_update_coordinate_cartesion(cell);
     return 0;
 }
+
+bool velmar::detail::cell_parameters_proper(const double lengths[3], const double angles[3]) {
+    for (int r = 0; r < 3; ++r) {
+        if (!(lengths[r] >= kMinCellLength && lengths[r] <= kMaxCellLength)) return false;
+        if (!(angles[r] > 0.0 && angles[r] < 180.0)) return false;
+    }
+    VELMAR_CELL cell{};
+    for (int r = 0; r < 3; ++r) {
+        cell.parameter[r] = lengths[r];
+        cell.angle[r] = angles[r];
+    }
+    const double volume = velmar_cell_calculate_volume(&cell);
+    return std::isfinite(volume) && volume > kMinVolumeRatio * lengths[0] * lengths[1] * lengths[2];
+}
+
+bool velmar::detail::lattice_vectors_proper(const double a[3][3]) {
+    double product = 1.0;
+    for (int r = 0; r < 3; ++r) {
+        for (int c = 0; c < 3; ++c) {
+            if (!std::isfinite(a[r][c])) return false;
+        }
+        const double length = velmar_vector3_double_length(a[r]);
+        if (!(length > 0.0) || !std::isfinite(length)) return false;
+        product *= length;
+    }
+    const double volume = std::fabs(velmar_matrix33_double_determinant(a));
+    return std::isfinite(product) && std::isfinite(volume) && volume > kMinVolumeRatio * product;
+}

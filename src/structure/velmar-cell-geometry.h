@@ -31,4 +31,22 @@ void velmar_cell_refresh(VELMAR_CELL *cell);
 // kept; lengths, angles and cartesian coordinates are rebuilt. 0 on success.
 int velmar_cell_deform(VELMAR_CELL *cell, const double strain[3][3]);
 
+namespace velmar::detail {
+// Bounds of a lattice length that a structure may have, angstrom: no crystal has a lattice vector
+// shorter than half an angstrom, and longer ones than ten thousand would overflow the grids.
+constexpr double kMinCellLength = 0.5;
+constexpr double kMaxCellLength = 1.0e4;
+// A volume below this fraction of a b c is a flattened cell: its vectors lie within 0.06 degrees of
+// a plane (real cells stay above 0.1; the angles of a flat cell, read as given, can leave it 1e-4
+// from zero with the degree conversion's rounding).
+constexpr double kMinVolumeRatio = 1.0e-3;
+// True when the lengths and angles (degrees) describe a cell the program can work with: finite
+// lengths within the bounds above, angles strictly between 0 and 180, and a volume that is a
+// finite number above kMinVolumeRatio a b c.
+bool cell_parameters_proper(const double lengths[3], const double angles[3]);
+// The same test on lattice vectors (rows, angstrom), without the length bounds: finite, non-zero
+// vectors spanning a volume above kMinVolumeRatio |a0| |a1| |a2|.
+bool lattice_vectors_proper(const double a[3][3]);
+}  // namespace velmar::detail
+
 #endif  // VELMAR_CELL_GEOMETRY_H

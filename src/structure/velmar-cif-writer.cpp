@@ -43,8 +43,6 @@ std::string token(const std::string &value) {
     return needs_quotes ? "'" + value + "'" : value;
 }
 
-// "data_" and the file name without its directory and its final ".cif", blanks made underscores.
-
 }  // namespace
 
 VELMAR_TEXT *velmar_cell_export_cif_to_text(const VELMAR_CELL *cell,

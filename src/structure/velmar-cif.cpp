@@ -1,6 +1,7 @@
 // The CIF reader: from rows to a cell and its symmetry.
 #include "structure/velmar-cif.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
@@ -22,7 +23,9 @@ namespace {
 using velmar::detail::cif_loop_column;
 using velmar::detail::cif_read_double;
 
-constexpr double kNoState = 99.0;  // value of an atom whose file gives no oxidation state
+constexpr double kNoState = 99.0;   // value of an atom whose file gives no oxidation state
+constexpr double kMaxState = 16.0;  // no element is oxidised further (osmium and iridium reach 9)
+constexpr double kFullSite = 1.0 + 1e-3;  // occupancies a little above 1 are rounding in the file
 
 bool is_letter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
 
@@ -148,6 +151,11 @@ int velmar_cell_import_cif_read_atom(VELMAR_ATOM *atom, char ***loop, int loop_r
             std::fputs("Error: unable to read occupancy.\n", stderr);
             return 1;
         }
+        if (!(a.occ > 0.0 && a.occ <= kFullSite)) {
+            std::fprintf(stderr, "Error: site %s has occupancy %g; an occupancy lies in (0, 1].\n",
+                         a.name, a.occ);
+            return 1;
+        }
         if (!cif_read_double(loop[r][fx], a.x_f[0])) {
             std::fputs("Error: unable to read fractional x.\n", stderr);
             return 1;
@@ -222,7 +230,15 @@ int velmar_atom_fork_os(VELMAR_ATOM **atom, long *total) {
     long forks = 0;
     for (long n = 0; n < entry; ++n) {
         const double v = (*atom)[n].value;
-        if (std::fabs(v - kNoState) >= 0.0001 && std::fabs(v - std::round(v)) >= 0.1) ++forks;
+        if (std::fabs(v - kNoState) < 0.0001) continue;
+        // Checked before any conversion to int: a state written as 2147483648 would not fit.
+        if (!(std::fabs(v) <= kMaxState)) {
+            std::fprintf(
+                stderr, "Error: site %s has oxidation state %.10g; states lie in -%d..%d.\n",
+                (*atom)[n].name, v, static_cast<int>(kMaxState), static_cast<int>(kMaxState));
+            return 1;
+        }
+        if (std::fabs(v - std::round(v)) >= 0.1) ++forks;
     }
     if (forks > 0) {
         auto *grown = static_cast<VELMAR_ATOM *>(
@@ -283,7 +299,11 @@ int velmar_atom_update_default_os(VELMAR_ATOM *atom, long total, const char *dir
         int state = 0;
         int default_state = 0;
         char symbol[16];
-        if (std::sscanf(line, "%d %15s %d %d", &number, symbol, &state, &default_state) == 4) {
+        // A line whose default state is out of range is corrupt, and skipped like one that does
+        // not parse.
+        if (std::sscanf(line, "%d %15s %d %d", &number, symbol, &state, &default_state) == 4 &&
+            default_state >= -static_cast<int>(kMaxState) &&
+            default_state <= static_cast<int>(kMaxState)) {
             defaults.emplace(symbol, default_state);
         }
     }
@@ -298,6 +318,13 @@ int velmar_atom_update_default_os(VELMAR_ATOM *atom, long total, const char *dir
 int velmar_cell_import_cif_from_text(VELMAR_CELL **cell, VELMAR_SYMMETRY **symmetry,
                                      VELMAR_TEXT *text, const char *dir_symcards,
                                      const char *dir_unitary) {
+    return velmar::detail::cell_import_cif_from_text(cell, symmetry, text, dir_symcards,
+                                                     dir_unitary, nullptr);
+}
+
+int velmar::detail::cell_import_cif_from_text(VELMAR_CELL **cell, VELMAR_SYMMETRY **symmetry,
+                                              VELMAR_TEXT *text, const char *dir_symcards,
+                                              const char *dir_unitary, CifReadNotes *notes) {
     std::printf("Message: reading cif file...\n");
     velmar::CifRows rows;
     if (velmar_text_segregate_into_rows(&rows.content, &rows.row, text, '\n') != 0) {
@@ -380,18 +407,43 @@ int velmar_cell_import_cif_from_text(VELMAR_CELL **cell, VELMAR_SYMMETRY **symme
         VELMAR_ERROR_NONZERO(velmar_cell_import_cif_read_lattice);
         return 1;
     }
-    const double volume = velmar_cell_calculate_volume(result.get());
-    if (!std::isfinite(volume) || volume <= 0.0) {
+    // A flattened or absurd cell would give NaN lattice vectors, or image counts that overflow.
+    if (!velmar::detail::cell_parameters_proper(result->parameter, result->angle)) {
         std::fputs("Error: the cell lengths and angles do not describe a cell.\n", stderr);
+        std::fprintf(stderr,
+                     "Error: a, b, c = %g, %g, %g A and alpha, beta, gamma = %g, %g, %g degrees; "
+                     "lengths must lie in [%g, %g] A, angles in (0, 180) and span a volume.\n",
+                     result->parameter[0], result->parameter[1], result->parameter[2],
+                     result->angle[0], result->angle[1], result->angle[2],
+                     velmar::detail::kMinCellLength, velmar::detail::kMaxCellLength);
         return 1;
     }
     velmar_cell_update_cartesion(result.get());
+    std::vector<bool> unknown(static_cast<size_t>(result->total));
+    for (int32_t n = 0; n < result->total; ++n) {
+        unknown[n] = result->atom[n].os == VELMAR_OS_UNKNOWN;
+    }
     if (velmar_atom_update_default_os(result->atom, result->total, dir_unitary) != 0) {
         VELMAR_ERROR_NONZERO(velmar_atom_update_default_os);
         return 1;
     }
+    if (notes != nullptr) {
+        notes->defaulted.clear();
+        for (int32_t n = 0; n < result->total; ++n) {
+            const VELMAR_ATOM &a = result->atom[n];
+            if (!unknown[n] || a.os == VELMAR_OS_UNKNOWN) continue;
+            char symbol[32];
+            std::snprintf(symbol, sizeof symbol, "%s%d%c", a.type, std::abs(a.os),
+                          a.os >= 0 ? '+' : '-');
+            if (std::find(notes->defaulted.begin(), notes->defaulted.end(), symbol) ==
+                notes->defaulted.end()) {
+                notes->defaulted.emplace_back(symbol);
+            }
+        }
+    }
     velmar_cell_update_name(result.get());
-    std::printf("Message: calculated cell volume = %f\n", volume);
+    std::printf("Message: calculated cell volume = %f\n",
+                velmar_cell_calculate_volume(result.get()));
     *cell = result.release();
     *symmetry = sym.release();
     return 0;
@@ -400,12 +452,19 @@ int velmar_cell_import_cif_from_text(VELMAR_CELL **cell, VELMAR_SYMMETRY **symme
 int velmar_cell_import_cif_from_file(VELMAR_CELL **cell, VELMAR_SYMMETRY **symmetry,
                                      const char *cif, const char *dir_symcards,
                                      const char *dir_unitary) {
+    return velmar::detail::cell_import_cif_from_file(cell, symmetry, cif, dir_symcards, dir_unitary,
+                                                     nullptr);
+}
+
+int velmar::detail::cell_import_cif_from_file(VELMAR_CELL **cell, VELMAR_SYMMETRY **symmetry,
+                                              const char *cif, const char *dir_symcards,
+                                              const char *dir_unitary, CifReadNotes *notes) {
     velmar::Owned<VELMAR_TEXT, velmar_text_free> text(velmar_text_import_from_file(cif));
     if (!text) {
         VELMAR_ERROR_NULL(velmar_text_import_from_file);
         return 1;
     }
-    if (velmar_cell_import_cif_from_text(cell, symmetry, text.get(), dir_symcards, dir_unitary) !=
+    if (cell_import_cif_from_text(cell, symmetry, text.get(), dir_symcards, dir_unitary, notes) !=
         0) {
         // The reader has always reported its failure under this name.
         std::fputs("Error: velmar_cell_import_cif_from_text() returns NULL.\n", stderr);
@@ -483,4 +542,32 @@ int velmar_cell_import_cif_read_constraint(VELMAR_CELL *cell, const char *cif) {
         }
     }
     return 0;
+}
+
+bool velmar::detail::warn_unless_neutral(const VELMAR_CELL &cell, const CifReadNotes &notes) {
+    constexpr double kAbsolute = 0.02;  // e per cell
+    constexpr double kRelative = 1e-3;  // of the sum of |occupancy x state|
+    double charge = 0.0;
+    double magnitude = 0.0;
+    for (int32_t n = 0; n < cell.total; ++n) {
+        const VELMAR_ATOM &a = cell.atom[n];
+        if (a.os == VELMAR_OS_UNKNOWN) continue;
+        charge += a.occ * a.os;
+        magnitude += std::fabs(a.occ * a.os);
+    }
+    if (!(std::fabs(charge) > std::max(kAbsolute, kRelative * magnitude))) return false;
+    if (notes.defaulted.empty()) {
+        std::printf(
+            "Warning: the cell is not charge neutral: total charge %+.3f e per cell, with the "
+            "oxidation states the file gives.\n",
+            charge);
+        return true;
+    }
+    std::string species;
+    for (const std::string &s : notes.defaulted) species += (species.empty() ? "" : ", ") + s;
+    std::printf(
+        "Warning: the cell is not charge neutral: total charge %+.3f e per cell; the oxidation "
+        "states of %s are defaults of the unitary database, not given in the file.\n",
+        charge, species.c_str());
+    return true;
 }

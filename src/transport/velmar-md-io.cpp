@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/velmar-la.h"
+#include "core/velmar-output.h"
 #include "core/velmar.h"
 #include "structure/velmar-cif-writer.h"
 #include "structure/velmar-cif.h"
@@ -106,6 +107,13 @@ double velmar_md_conduction_from_file(const char *cif, const char *type, int os,
                                       double t_log, const char *dir_binary, const char *dir_unitary,
                                       const char *dir_symcards) {
     constexpr double kFailed = -1.0;
+    // Every output is checked before the run, which may take hours.
+    const std::string base = cif;
+    const std::string structure = base + ".md.cif";
+    for (const std::string &name :
+         {base + ".md.txt", base + ".md.xyz", base + ".md.trj", structure}) {
+        if (!velmar::output_check(name)) return kFailed;
+    }
     VELMAR_CELL *raw_cell = nullptr;
     VELMAR_SYMMETRY *raw_symmetry = nullptr;
     if (velmar_cell_import_cif_from_file(&raw_cell, &raw_symmetry, cif, dir_symcards,
@@ -157,15 +165,11 @@ double velmar_md_conduction_from_file(const char *cif, const char *type, int os,
     std::printf("MD: diffusivity = %e\n", md->diffusivity);
     std::printf("MD: mobility = %e\n", md->mobility);
     std::printf("MD: conductivity = %e\n", md->conductivity);
+    if (velmar::detail::md_logs_close(md.get(), true) != 0) return kFailed;
     std::printf("Message: observables saved to %s\n", md->logname);
     std::printf("Message: displacements saved to %s\n", md->trjname);
     std::printf("Message: structures saved to %s\n", md->xyzname);
-    for (std::FILE **file : {&md->log, &md->xyz, &md->trj}) {
-        if (*file != nullptr) std::fclose(*file);
-        *file = nullptr;
-    }
-    const std::string name = std::string(cif) + ".md.cif";
-    if (velmar_cell_export_cif_to_file(name.c_str(), md->cell, 0) != 0) {
+    if (velmar_cell_export_cif_to_file(structure.c_str(), md->cell, 0) != 0) {
         VELMAR_ERROR_NONZERO(velmar_cell_export_cif_to_file);
         return kFailed;
     }

@@ -7,8 +7,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string>
+#include <utility>
 
 #include "core/velmar-la.h"
+#include "core/velmar-output.h"
 #include "core/velmar-random.h"
 #include "core/velmar-solver.h"
 #include "core/velmar.h"
@@ -106,11 +109,28 @@ VELMAR_MD *velmar_md_new(const VELMAR_CELL *cell, const VELMAR_PROPERTY *ppt) {
     return md.release();
 }
 
+int velmar::detail::md_logs_close(VELMAR_MD *md, bool keep) {
+    int status = 0;
+    for (auto [file, name] : {std::pair{&md->log, md->logname}, std::pair{&md->xyz, md->xyzname},
+                              std::pair{&md->trj, md->trjname}}) {
+        if (*file == nullptr) continue;
+        std::FILE *f = std::exchange(*file, nullptr);
+        const bool written = std::fflush(f) == 0 && std::ferror(f) == 0;
+        const bool closed = std::fclose(f) == 0;
+        const std::string temporary = velmar::temporary_name(name);
+        if (keep && written && closed && std::rename(temporary.c_str(), name) == 0) continue;
+        std::remove(temporary.c_str());
+        if (keep) {
+            std::fprintf(stderr, "Error: unable to write %s.\n", name);
+            status = 1;
+        }
+    }
+    return status;
+}
+
 void velmar_md_free(VELMAR_MD *md) {
     if (md == nullptr) return;
-    for (std::FILE *file : {md->log, md->xyz, md->trj}) {
-        if (file != nullptr) std::fclose(file);
-    }
+    velmar::detail::md_logs_close(md, false);
     delete md->pairs;
     for (void *p :
          {static_cast<void *>(md->m), static_cast<void *>(md->x), static_cast<void *>(md->x0),
@@ -151,7 +171,7 @@ int velmar_md_init_vv(VELMAR_MD *md) {
                               std::pair{&md->trj, md->trjname}}) {
         if (name[0] == '\0') continue;
         if (*file != nullptr) std::fclose(*file);
-        *file = std::fopen(name, "wb");
+        *file = std::fopen(velmar::temporary_name(name).c_str(), "wb");
         if (*file == nullptr) {
             std::fprintf(stderr, "Error: unable to write to %s.\n", name);
             return 1;

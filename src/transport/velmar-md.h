@@ -98,6 +98,10 @@ double md_pair(const VELMAR_MD &md, int32_t i, int32_t j, double d, bool force);
 // Pairs closer than this carry no force.
 constexpr double kMdNearest = 0.1;
 constexpr double kMdReach = 12.0;
+// The logs are written beside their names (velmar::temporary_name) while the run lasts. Closes the
+// three; with keep, each complete one is renamed to its name (0 when all were written and
+// renamed); otherwise, and for any that failed, the temporary is removed.
+int md_logs_close(VELMAR_MD *md, bool keep);
 
 }  // namespace velmar::detail
 

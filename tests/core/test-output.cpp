@@ -65,4 +65,23 @@ TEST(OutputFile, CreatabilityIsCheckedWithoutTouchingTheTarget) {
     EXPECT_EQ(entries(dir.path()), 1U);
 }
 
+// Several files appear together or not at all.
+TEST(OutputFile, FilesWrittenTogetherAppearOnlyWhenAllAreComplete) {
+    ScratchDir dir;
+    const std::string first = (dir / "first.txt").string();
+    const auto out = velmar_test::capture([&] {
+        EXPECT_NE(
+            velmar::write_files({{first, "one"}, {(dir / "no-such-dir" / "x").string(), "two"}}),
+            0);
+    });
+    EXPECT_EQ(out.err, "Error: unable to write " + (dir / "no-such-dir" / "x").string() + ".\n");
+    EXPECT_EQ(entries(dir.path()), 0U);
+    EXPECT_EQ(velmar::write_files({{first, "one"}, {(dir / "second.txt").string(), "two"}}), 0);
+    EXPECT_EQ(read_file(first), "one");
+    EXPECT_EQ(read_file(dir / "second.txt"), "two");
+    EXPECT_EQ(entries(dir.path()), 2U);
+    // A directory in the way is refused by the check as well.
+    EXPECT_FALSE(velmar::output_can_be_created(dir.path().string()));
+}
+
 }  // namespace

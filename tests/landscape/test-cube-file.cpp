@@ -4,7 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <cmath>
+#include <csignal>
+#include <filesystem>
 #include <string>
 
 #include "core/velmar.h"
@@ -142,6 +147,83 @@ TEST(CubeFile, HeaderCarriesTheStructure) {
                   1);
     });
     EXPECT_EQ(failed.err, "Error: velmar_property_find_index() returns negative value.\n");
+    // That one failure leaves what was written under the final name: the header up to the atom.
+    const std::string partial = velmar_test::read_file(path);
+    EXPECT_TRUE(partial.starts_with("Li1+:3.000 N3-:1.000 \r\n")) << partial;
+    EXPECT_EQ(std::count(partial.begin(), partial.end(), '\n'), 6 + 3);
+    EXPECT_TRUE(std::filesystem::exists(path));
+}
+
+// Counts are named when refused; zero, parallel or NaN voxel vectors give no cube.
+TEST(CubeFile, CountsAndVoxelVectorsAreCheckedByName) {
+    velmar_test::ScratchDir dir;
+    const std::string head = "noname\r\n\r\n   0 0 0 0\r\n";
+    struct Case {
+        std::string counts;
+        bool periodic;
+        const char *error;
+    };
+    const Case cases[] = {
+        {"   0 1 0 0\r\n   2 0 1 0\r\n   2 0 0 1\r\n", true, "gives 0 voxels along axis 1"},
+        {"   2 1 0 0\r\n  -5 0 1 0\r\n   2 0 0 1\r\n", true, "gives -5 voxels along axis 2"},
+        {"   2 1 0 0\r\n   2 0 1 0\r\n   1 0 0 1\r\n", false,
+         "gives 1 voxels along axis 3; a non-periodic cube has 2 to 100000.\n"},
+        {"   2 1 0 0\r\n   2 0 0 0\r\n   2 0 0 1\r\n", true, "are zero, not finite"},
+        {"   2 1 0 0\r\n   2 nan 1 0\r\n   2 0 0 1\r\n", true, "are zero, not finite"},
+        {"   2 1 0 0\r\n   2 2 0 0\r\n   2 0 0 1\r\n", true, "do not span a volume"},
+        {"   2 1e300 0 0\r\n   2 0 1e300 0\r\n   2 0 0 1e300\r\n", true, "not finite"},
+        // Found by fuzzing: a few bytes asking for 100000 x 3 x 1000 voxels (2.4 GB).
+        {"   100000 1 0 0\r\n   3 0 1 0\r\n   1000 0 0 1\r\n", true,
+         "gives 100000 x 3 x 1000 voxels but has room for 9 values at most.\n"},
+    };
+    int index = 0;
+    for (const Case &c : cases) {
+        const std::string path = (dir / std::to_string(index++)).string() + ".cube";
+        velmar_test::write_file(path, head + c.counts + "1 2 3 4 5 6 7 8\r\n");
+        Read r = read(path, c.periodic);
+        EXPECT_EQ(r.status, 1) << index;
+        EXPECT_EQ(r.cube, nullptr) << index;
+        EXPECT_NE(r.printed.err.find(c.error), std::string::npos) << index << r.printed.err;
+        EXPECT_EQ(r.printed.err.rfind("Error: ", 0), 0U) << index;
+    }
+}
+
+// A file whose directory cannot be written is refused at once, and a write that fails half way
+// (a file-size limit standing in for a full disk) leaves neither the file nor its temporary.
+TEST(CubeFile, FailedWritesLeaveNoFileUnderTheFinalName) {
+    velmar_test::ScratchDir dir;
+    Cube cube = sample();
+    velmar_test::write_file(dir / "file.txt", "a file, not a directory");
+    const std::string nowhere = (dir / "file.txt" / "out.cube").string();
+    auto out = capture([&] {
+        EXPECT_EQ(velmar_cube_export_to_file(cube.get(), nullptr, nullptr, nowhere.c_str(), true),
+                  1);
+    });
+    EXPECT_EQ(out.err, "Error: unable to open file " + nowhere + "\n");
+    EXPECT_EQ(out.out.find("saved"), std::string::npos);
+
+    Cube big(velmar_cube_new(40, 40, 40));
+    for (int r = 0; r < 3; ++r) big->a[r][r] = 10.0, big->a_i[r][r] = 0.25;
+    const std::string path = (dir / "big.cube").string();
+    rlimit saved{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
+    auto *const previous = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit small = saved;
+    small.rlim_cur = 100000;  // bytes; the cube needs about 1 MB
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    out = capture([&] {
+        EXPECT_EQ(velmar_cube_export_to_file(big.get(), nullptr, nullptr, path.c_str(), true), 1);
+    });
+    setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, previous);
+    EXPECT_EQ(out.err, "Error: unable to write " + path + ".\n");
+    EXPECT_EQ(out.out.find("saved"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(path));
+    size_t entries = 0;
+    for ([[maybe_unused]] const auto &e : std::filesystem::directory_iterator(dir.path())) {
+        ++entries;
+    }
+    EXPECT_EQ(entries, 1U);  // file.txt only
 }
 
 TEST(CubeFile, MalformedFilesAreRefused) {

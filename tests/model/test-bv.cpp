@@ -46,7 +46,7 @@ TEST(BondValence, SumsEqualThePlainLoopAndFormalValences) {
         for (long k = 0; k < bv->total; ++k) {
             EXPECT_NEAR(bv->sum[k], expected[k], 1e-12) << file << " site " << k;
             double row = 0.0;
-            for (long l = 0; l < bv->total; ++l) row += bv->value[k][l];
+            for (long l = 0; l < bv->total; ++l) row += velmar_bv_value(bv.get(), k, l);
             EXPECT_NEAR(row, bv->sum[k], 1e-12);
             if (bv->atom[k].os > 0) {
                 deviation += std::fabs(bv->sum[k] - bv->atom[k].os) / bv->atom[k].os;
@@ -59,6 +59,73 @@ TEST(BondValence, SumsEqualThePlainLoopAndFormalValences) {
     // Ordered structures sit near their formal valences: mean relative deviation of the cation
     // sites well below 0.2 (0.08 over many Li conductors for these parameters).
     EXPECT_LT(deviation / cations, 0.2);
+}
+
+// The table of site pairs keeps the pairs that bond only; every value equals the full site x site
+// table of the plain loop (zeros included), and large cells list only the bonding pairs.
+TEST(BondValence, PairsEqualTheFullTableAndGrowWithNeighbours) {
+    const std::string unitary = database("database_unitary.dat");
+    const std::string binary = database("database_binary.dat");
+    velmar::Owned<VELMAR_PROPERTY, velmar_property_free> ppt;
+    const auto bv_of = [&](VELMAR_CELL *cell, const VELMAR_SYMMETRY *symmetry) {
+        velmar_cell_flag_site_by_symmetry(cell, symmetry);
+        capture([&] {
+            ppt.reset(velmar_property_import_from_cell(cell, nullptr, 0, 0.75, unitary.c_str(),
+                                                       binary.c_str()));
+        });
+        EXPECT_NE(ppt, nullptr);
+        return Bv(velmar_bv_calculate_from_flagged_cell(cell, ppt.get()));
+    };
+    for (const char *file : {"Li3N_P6mmm_OBELiX.cif", "K2SO4_oxnum_COD1000049.cif",
+                             "Na3PS4_P1_128atoms_pymatgen.cif"}) {
+        auto loaded = velmar_test::load_cif_file(corpus(file));
+        ASSERT_EQ(loaded.status, 0) << file;
+        const Bv bv = bv_of(loaded.cell.get(), loaded.symmetry.get());
+        ASSERT_NE(bv, nullptr) << file;
+        const auto table = velmar_oracle::bv_pair_table(*loaded.cell, *ppt);
+        ASSERT_EQ(static_cast<long>(table.size()), bv->total);
+        long bonding = 0;
+        for (long k = 0; k < bv->total; ++k) {
+            for (long l = 0; l < bv->total; ++l) {
+                EXPECT_NEAR(velmar_bv_value(bv.get(), k, l), table[k][l], 1e-12) << file;
+                ASSERT_NE(bv->value, nullptr) << file;
+                EXPECT_EQ(bv->value[k][l], velmar_bv_value(bv.get(), k, l)) << file;
+                bonding += table[k][l] != 0.0 ? 1 : 0;
+            }
+        }
+        EXPECT_EQ(bv->pair_start[bv->total], bonding) << file;
+    }
+    // 7 x 7 x 7 cells of Li3N in P 1: 1,372 sites, each bonding to a handful of others.
+    auto loaded = velmar_test::load_cif_file(corpus("Li3N_P6mmm_OBELiX.cif"));
+    ASSERT_EQ(loaded.status, 0);
+    const int repeat[3] = {7, 7, 7};
+    velmar::Owned<VELMAR_CELL, velmar_cell_free> super(
+        velmar_cell_supercell(loaded.cell.get(), repeat));
+    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> p1(velmar_symmetry_new_p1());
+    const Bv bv = bv_of(super.get(), p1.get());
+    ASSERT_NE(bv, nullptr);
+    ASSERT_EQ(bv->total, 1372);
+    EXPECT_EQ(bv->value, nullptr);  // no table of all pairs beyond a thousand sites
+    const long pairs = bv->pair_start[bv->total];
+    EXPECT_LT(pairs, 20 * bv->total);
+    for (long k = 0; k < bv->total; ++k) {
+        double row = 0.0;
+        for (long p = bv->pair_start[k]; p < bv->pair_start[k + 1]; ++p) row += bv->pair_value[p];
+        ASSERT_NEAR(row, bv->sum[k], 1e-12);
+    }
+    const std::string out = capture([&] { velmar_bv_print(bv.get()); }).out;
+    EXPECT_NE(out.find("BV:=============================================\n"
+                       "Message: 1372 sites; only the pairs of sites that bond are listed.\n"
+                       "BV: nam1 typ1   occ1 nam2 typ2   occ1        bv\n"),
+              std::string::npos);
+    long lines = 0;
+    for (size_t at = 0; (at = out.find('\n', at)) != std::string::npos; ++at) ++lines;
+    EXPECT_EQ(lines, 1 + bv->total + 1 + 1 + 1 + pairs);
+    velmar::Owned<VELMAR_TEXT, velmar_text_free> text(velmar_bv_export_to_text(bv.get()));
+    EXPECT_NE(std::string(text->content)
+                  .find("1372 sites; only the pairs of sites that bond are "
+                        "listed.\r\n"),
+              std::string::npos);
 }
 
 TEST(BondValence, GiiVerdictsAndFormats) {
@@ -75,8 +142,7 @@ TEST(BondValence, GiiVerdictsAndFormats) {
     bv->multi[1] = 1;
     bv->sum[0] = 1.0;
     bv->sum[1] = -2.0;
-    bv->value[0][1] = 1.0;
-    bv->value[1][0] = -2.0;
+    ASSERT_EQ(velmar::detail::bv_set_pairs(bv.get(), {{{1, 1.0}}, {{0, -2.0}}}), 0);
     // A GII of exactly 0 reads "average", by the order of the thresholds.
     EXPECT_EQ(capture([&] { EXPECT_EQ(velmar_gii_calculate_from_bv(bv.get()), 0.0); }).out,
               "GII: Global instability index = 0.000000\nGII: suggested stability: average.\n");

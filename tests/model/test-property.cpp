@@ -6,11 +6,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <string>
 
 #include "core/velmar.h"
 #include "model/velmar-property-derived.h"
 #include "model/velmar-total-energy.h"
+#include "structure/velmar-cif.h"
 #include "support/support.h"
 
 namespace {
@@ -117,6 +119,64 @@ TEST(PropertyTable, ReadersEstimateAndPrint) {
 
 // R_min and D0 of Li-O from the formulas evaluated independently (the database checker gives
 // 1.858 A and 0.512 eV for the shipped files), and the effective b of a mixed-anion cation.
+// Database lines with values no element or pair has are refused by name: a cut-off of 1e300 A made
+// the image counts of the bond-valence sums overflow an int, a period of 99999999 the product of
+// periods in the Morse depth, a state of 2147483648 the sign arithmetic.
+TEST(PropertyTable, CorruptDatabaseLinesAreRefused) {
+    velmar_test::ScratchDir dir;
+    const auto binary = (dir / "binary.dat").string();
+    velmar_test::write_file(binary,
+                            "DATA_START\nLi 1 O -2 1.17 0.37 4.0 1e300\nLi 1 F -1 1.1 nan 6 5\n"
+                            "Li 1 N -3 1.57 0.37 4.0 5.5\nDATA_END\n");
+    const std::string path = binary;
+    const auto read_pair = [&](const char *anion, int os, VELMAR_PROPERTY_BINARY &pair) {
+        return capture([&] {
+                   EXPECT_EQ(velmar_property_binary_read_from_file(&pair, "Li", 1, anion, os,
+                                                                   path.c_str()),
+                             1);
+               })
+            .err;
+    };
+    VELMAR_PROPERTY_BINARY pair{};
+    EXPECT_EQ(read_pair("O", -2, pair),
+              "Error: the line of Li1 O-2 in " + binary + " holds values out of range.\n");
+    EXPECT_EQ(read_pair("F", -1, pair),
+              "Error: the line of Li1 F-1 in " + binary + " holds values out of range.\n");
+    EXPECT_EQ(velmar_property_binary_read_from_file(&pair, "Li", 1, "N", -3, path.c_str()), 0);
+    EXPECT_EQ(pair.cutoff, 5.5);
+
+    const auto unitary = (dir / "unitary.dat").string();
+    velmar_test::write_file(unitary,
+                            "DATA_START\n  3 Li 1 2147483648 6.941 99999999 1 0 1.28 0.028\n"
+                            "  8 O -2 -2 15.999 2 16 1 0.66 0.16\nDATA_END\n");
+    VELMAR_PROPERTY_UNITARY species{};
+    auto out = capture([&] {
+        EXPECT_EQ(velmar_property_unitary_read_from_file(&species, "Li", 1, unitary.c_str()), 1);
+    });
+    EXPECT_EQ(out.err, "Error: the line of Li1 in " + unitary + " holds values out of range.\n");
+    VELMAR_ATOM atom{};
+    out = capture(
+        [&] { EXPECT_EQ(velmar_property_type_from_atomic_number(3, &atom, unitary.c_str()), 1); });
+    EXPECT_TRUE(out.err.starts_with("Error: unable to process line   3 Li 1 2147483648"))
+        << out.err;
+    EXPECT_EQ(velmar_property_type_from_atomic_number(8, &atom, unitary.c_str()), 0);
+    EXPECT_EQ(atom.os, -2);
+    // A default state out of range counts as no default.
+    VELMAR_ATOM atoms[2]{};
+    std::strcpy(atoms[0].type, "Li");
+    std::strcpy(atoms[1].type, "O");
+    atoms[0].os = atoms[1].os = VELMAR_OS_UNKNOWN;
+    EXPECT_EQ(velmar_atom_update_default_os(atoms, 2, unitary.c_str()), 0);
+    EXPECT_EQ(atoms[0].os, VELMAR_OS_UNKNOWN);
+    EXPECT_EQ(atoms[1].os, -2);
+    // States out of range given for a conducting species are refused before any reading.
+    auto b = build("Li3N_P6mmm_OBELiX.cif", "Li", -2147483647 - 1, 0.75);
+    EXPECT_EQ(b.ppt, nullptr);
+    EXPECT_NE(b.printed.err.find("Error: oxidation state -2147483648 of Li is out of range (-16 to "
+                                 "16).\n"),
+              std::string::npos);
+}
+
 TEST(PropertyDerived, MorseParametersAndEffectiveB) {
     auto licoo2 = build("LiCoO2_R-3m_VESTA.cif", nullptr, 0, 0.75);
     ASSERT_NE(licoo2.ppt, nullptr);
@@ -167,18 +227,22 @@ TEST(PropertyDerived, ChargesAreNeutralAndCapped) {
               std::string::npos);
     EXPECT_EQ(licoo2.ppt->uni[0].q, 1.0);
 
-    // An element missing from the database is named; a cation of occupancy 0 cannot carry charge,
-    // so the charges cannot be made neutral.
+    // An element missing from the database is named; a cation of occupancy 0 (which the reader
+    // refuses, so it is emptied in place) cannot carry charge, so the charges cannot be made
+    // neutral.
     const std::string head =
         "_cell_length_a 4\n_cell_length_b 4\n_cell_length_c 4\n_cell_angle_alpha 90\n"
         "_cell_angle_beta 90\n_cell_angle_gamma 90\nloop_\n_symmetry_equiv_pos_as_xyz\n'x, y, z'\n"
         "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
-        "_atom_site_fract_z\n_atom_site_occupancy\nNa1 Na 0 0 0 0\nCl1 Cl 0.5 0.5 0.5 1\n";
+        "_atom_site_fract_z\n_atom_site_occupancy\nNa1 Na 0 0 0 1\nCl1 Cl 0.5 0.5 0.5 1\n";
     const std::string unitary = database("database_unitary.dat");
     const std::string binary = database("database_binary.dat");
     const auto table_error = [&](const std::string &text) {
         auto loaded = velmar_test::load_cif_text(text);
         EXPECT_EQ(loaded.status, 0);
+        for (int32_t a = 0; a < loaded.cell->total; ++a) {
+            if (std::strcmp(loaded.cell->atom[a].type, "Na") == 0) loaded.cell->atom[a].occ = 0.0;
+        }
         Table ppt;
         const auto printed = capture([&] {
             ppt.reset(velmar_property_import_from_cell(loaded.cell.get(), nullptr, 0, 0.75,

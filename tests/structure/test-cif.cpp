@@ -131,6 +131,129 @@ TEST(CifReader, RefusesWhatItCannotRead) {
     }
 }
 
+// Cells whose lengths and angles give NaN lattice vectors or no volume used to pass and make the
+// bond-valence image loops overflow; states and occupancies out of range are refused by site.
+TEST(CifReader, RefusesDegenerateCellsStatesAndOccupancies) {
+    const auto cell = [](const char *a, const char *c, const char *alpha, const char *gamma) {
+        return std::string("_cell_length_a ") + a + "\n_cell_length_b 5.0\n_cell_length_c " + c +
+               "\n_cell_angle_alpha " + alpha + "\n_cell_angle_beta 90\n_cell_angle_gamma " +
+               gamma + "\n";
+    };
+    const std::string li_o = sites("Li1 Li1+ 0 0 0 1\nO1 O2- 0.5 0.5 0.5 1");
+    const char *const degenerate = "Error: the cell lengths and angles do not describe a cell.\n";
+    struct Case {
+        std::string text;
+        const char *error;
+    };
+    const Case cases[] = {
+        {cell("5", "5", "90", "?"), degenerate},
+        {cell("5", "5", "90", "0"), degenerate},
+        {cell("5", "5", "90", "180"), degenerate},
+        {cell("5", "5", "90", "179.99"), degenerate},  // flattened: volume 2e-4 a b c
+        {cell("5", "5", "90", "170"), nullptr},        // oblique, 0.17 a b c: a cell
+        {cell("5", "5", "120", "120") + "", nullptr},  // alpha beta gamma 120 90 120: a cell
+        {cell("5", "1e-320", "90", "90"), degenerate},
+        {cell("5", "1e-300", "90", "90"), degenerate},
+        {cell("5", "0.1", "90", "90"), degenerate},
+        {cell("1e5", "5", "90", "90"), degenerate},
+        {cell("nan", "5", "90", "90"), degenerate},
+        {cell("5", "5", "inf", "90"), degenerate},
+    };
+    for (const Case &c : cases) {
+        const auto loaded = load_cif_text(c.text + kP1 + li_o);
+        if (c.error == nullptr) {
+            EXPECT_EQ(loaded.status, 0) << c.text << loaded.printed.err;
+            continue;
+        }
+        EXPECT_NE(loaded.status, 0) << c.text;
+        EXPECT_NE(loaded.printed.err.find(c.error), std::string::npos) << c.text;
+    }
+    // All three angles 120: the three vectors lie in a plane (1e-4 a b c off it after the rounding
+    // of the degree conversion).
+    EXPECT_NE(load_cif_text("_cell_angle_beta 120\n" + cell("5", "5", "120", "120") + kP1 + li_o)
+                  .printed.err.find(degenerate),
+              std::string::npos);
+
+    const Case sites_cases[] = {
+        {sites("Li1 Li2147483648+ 0 0 0 1"),
+         "Error: site Li1 has oxidation state 2147483648; states lie in -16..16.\n"},
+        {sites("Li1 Li17+ 0 0 0 1"), "Error: site Li1 has oxidation state 17;"},
+        {sites("O1 O1e300- 0 0 0 1"), "Error: site O1 has oxidation state -1e+300;"},
+        {sites("Li1 Li1+ 0 0 0 0"),
+         "Error: site Li1 has occupancy 0; an occupancy lies in (0, 1].\n"},
+        {sites("Li1 Li1+ 0 0 0 -0.5"), "Error: site Li1 has occupancy -0.5;"},
+        {sites("Li1 Li1+ 0 0 0 1.5"), "Error: site Li1 has occupancy 1.5;"},
+        {sites("Li1 Li1+ 0 0 0 1.0005\nLi2 Li16+ 0.5 0 0 1"), nullptr},  // rounding; +16 allowed
+    };
+    for (const Case &c : sites_cases) {
+        const auto loaded = load_cif_text(kCell + kP1 + c.text);
+        if (c.error == nullptr) {
+            EXPECT_EQ(loaded.status, 0) << c.text << loaded.printed.err;
+            continue;
+        }
+        EXPECT_NE(loaded.status, 0) << c.text;
+        EXPECT_NE(loaded.printed.err.find(c.error), std::string::npos)
+            << c.text << loaded.printed.err;
+    }
+    // The same through the type loop's oxidation numbers.
+    const auto typeos = load_cif_text(kCell + kP1 +
+                                      "loop_\n_atom_type_symbol\n_atom_type_oxidation_number\n"
+                                      "Li 2147483648\n" +
+                                      sites("Li1 Li 0 0 0 1"));
+    EXPECT_NE(typeos.printed.err.find("Error: site Li1 has oxidation state 2147483648;"),
+              std::string::npos)
+        << typeos.printed.err;
+}
+
+// The reader notes the states it took from the database; a cell that is not neutral is reported
+// with its total charge and those species.
+TEST(CifReader, ChargeWarningNamesTheTotalAndTheDefaultedSpecies) {
+    const std::string symcards = velmar_test::database("database_symcards.dat");
+    const std::string unitary = velmar_test::database("database_unitary.dat");
+    const auto warning = [&](const std::string &text, std::vector<std::string> *defaulted) {
+        velmar::Owned<VELMAR_TEXT, velmar_text_free> content(velmar_text_new(text.c_str()));
+        VELMAR_CELL *cell = nullptr;
+        VELMAR_SYMMETRY *symmetry = nullptr;
+        velmar::detail::CifReadNotes notes;
+        std::string out;
+        velmar_test::capture([&] {
+            EXPECT_EQ(
+                velmar::detail::cell_import_cif_from_text(
+                    &cell, &symmetry, content.get(), symcards.c_str(), unitary.c_str(), &notes),
+                0);
+        });
+        velmar::Owned<VELMAR_CELL, velmar_cell_free> owned(cell);
+        velmar_symmetry_free(symmetry);
+        if (owned) {
+            out = velmar_test::capture([&] {
+                      velmar::detail::warn_unless_neutral(*owned, notes);
+                  }).out;
+        }
+        if (defaulted != nullptr) *defaulted = notes.defaulted;
+        return out;
+    };
+    // Co takes its first state in the database, +2: LiCoO2 is left 3 e short per cell.
+    std::vector<std::string> defaulted;
+    EXPECT_EQ(
+        warning(velmar_test::read_file(velmar_test::corpus("LiCoO2_R-3m_VESTA.cif")), &defaulted),
+        "Warning: the cell is not charge neutral: total charge -3.000 e per cell; the "
+        "oxidation states of Li1+, Co2+, O2- are defaults of the unitary database, not given "
+        "in the file.\n");
+    EXPECT_EQ(defaulted, (std::vector<std::string>{"Li1+", "Co2+", "O2-"}));
+    // States given in the file: no species named; a neutral cell, or one off by the rounding of
+    // its occupancies (0.002 e here), gives no warning.
+    EXPECT_EQ(warning(kCell + kP1 + sites("Li1 Li1+ 0 0 0 1\nLi2 Li1+ 0.5 0 0 1"), &defaulted),
+              "Warning: the cell is not charge neutral: total charge +2.000 e per cell, with the "
+              "oxidation states the file gives.\n");
+    EXPECT_TRUE(defaulted.empty());
+    EXPECT_EQ(warning(kCell + kP1 +
+                          sites("Li1 Li1+ 0 0 0 1\nLi2 Li1+ 0.5 0 0 1\nO1 O 0.5 0.5 0.5 "
+                                "0.999"),
+                      &defaulted),
+              "");
+    EXPECT_EQ(defaulted, std::vector<std::string>{"O2-"});
+}
+
 TEST(CifReader, ConstraintColumnFixesAtoms) {
     velmar_test::ScratchDir dir;
     const auto path = dir / "fixed.cif";

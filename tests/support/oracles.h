@@ -202,7 +202,8 @@ inline double site_energy(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt, c
 }
 
 // The whole site-energy cube as the sequential visit makes it: voxels in order i, j, k, each
-// computed when it holds no value yet and spread to its images under the (discrete) cards.
+// computed when it holds no value yet and spread to its images under the (discrete) cards that
+// map the grid onto itself (none moves an index between axes of different counts).
 inline std::vector<double> site_energy_cube(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt,
                                             const VELMAR_SYMMETRY &symmetry, const long n[3],
                                             const double a_i[3][3]) {
@@ -216,6 +217,11 @@ inline std::vector<double> site_energy_cube(const VELMAR_CELL &cell, const VELMA
                 for (int r = 0; r < 3; ++r) p[r] = i * a_i[0][r] + j * a_i[1][r] + k * a_i[2][r];
                 const double e = site_energy(cell, ppt, p);
                 for (int c = 0; c < symmetry.total; ++c) {
+                    bool maps = true;
+                    for (int r = 0; r < 3; ++r)
+                        for (int q = 0; q < 3; ++q)
+                            maps = maps && (symmetry.card[c].r_i[r][q] == 0 || n[r] == n[q]);
+                    if (!maps) continue;
                     long w[3];
                     velmar_card_transform_vector3_long(w, v, n, &symmetry.card[c]);
                     double &slot = en[static_cast<size_t>((w[0] * n[1] + w[1]) * n[2] + w[2])];
@@ -261,6 +267,47 @@ inline std::vector<double> bv_sums(const VELMAR_CELL &cell, const VELMAR_PROPERT
         }
     }
     return sum;
+}
+
+// The bond valence from every site l to every site k (table[k][l], zeros included) as the plain
+// loop over every atom and image fills the full site x site table.
+inline std::vector<std::vector<double>> bv_pair_table(const VELMAR_CELL &cell,
+                                                      const VELMAR_PROPERTY &ppt) {
+    int n[3];
+    image_ranges(cell, longest_cutoff(ppt, 0.0), 2, n);
+    int32_t sites = 0;
+    for (int32_t a = 0; a < cell.total; ++a) sites = std::max(sites, cell.atom[a].flag);
+    std::vector<std::vector<double>> table(static_cast<size_t>(sites),
+                                           std::vector<double>(static_cast<size_t>(sites), 0.0));
+    for (int32_t k = 1; k <= sites; ++k) {
+        int32_t s = 0;
+        while (cell.atom[s].flag != k) ++s;
+        const VELMAR_ATOM &site = cell.atom[s];
+        for (int32_t t = 0; t < cell.total; ++t) {
+            const VELMAR_ATOM &partner = cell.atom[t];
+            if (!((site.os > 0 && partner.os < 0) || (site.os < 0 && partner.os > 0))) continue;
+            const VELMAR_ATOM &cation = site.os > 0 ? site : partner;
+            const VELMAR_ATOM &anion = site.os > 0 ? partner : site;
+            const VELMAR_PROPERTY_BINARY &p =
+                ppt.bin[velmar_property_find_index(&ppt, cation.type, cation.os)]
+                       [velmar_property_find_index(&ppt, anion.type, anion.os)];
+            for (int l = -n[0]; l <= n[0]; ++l)
+                for (int m = -n[1]; m <= n[1]; ++m)
+                    for (int q = -n[2]; q <= n[2]; ++q) {
+                        double d2 = 0.0;
+                        for (int r = 0; r < 3; ++r) {
+                            const double x = l * cell.a[0][r] + m * cell.a[1][r] +
+                                             q * cell.a[2][r] + partner.x[r];
+                            d2 += (site.x[r] - x) * (site.x[r] - x);
+                        }
+                        const double d = std::sqrt(d2);
+                        if (d <= 0.3 || d >= p.cutoff) continue;
+                        const double v = partner.occ * std::exp((p.r0 - d) / p.b);
+                        table[k - 1][partner.flag - 1] += site.os < 0 ? -v : v;
+                    }
+        }
+    }
+    return table;
 }
 
 // Molecular-dynamics forces by the image loops over the wrapped positions of the cell: every mobile
