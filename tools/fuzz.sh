@@ -2,6 +2,7 @@
 # Builds the libFuzzer harnesses of fuzz/ in build-fuzz (clang, AddressSanitizer and
 # UndefinedBehaviorSanitizer) and runs each for a bounded time, seeded from tests/data, data/ and
 # fuzz/seeds/. Usage: tools/fuzz.sh [seconds per harness, default 60] [harness ...]
+# The harnesses run side by side, one per core.
 # Harnesses: cif cube unitary binary symcards. The exit status is non-zero when a harness finds a
 # crash, a leak, undefined behaviour, a time-out or an excessive allocation; the input that caused
 # it is left in build-fuzz/findings/ and the report in build-fuzz/logs/.
@@ -38,8 +39,12 @@ for h in $harnesses; do targets="$targets fuzz-$h"; done
 cmake --build "$build" -j2 --target $targets || exit 2
 
 mkdir -p "$build/logs" "$build/findings"
-status=0
-for h in $harnesses; do
+
+# One harness: fills its corpus, runs for the time given, reports in one line. Each runs on one
+# thread (the landscapes and sums the harnesses reach use OpenMP), so as many run side by side as
+# there are cores.
+run_one() {
+  h=$1
   corpus=$build/corpus/$h
   mkdir -p "$corpus"
   # Inputs are kept short enough for hundreds of runs a second; the real databases (150-200 kB)
@@ -51,12 +56,11 @@ for h in $harnesses; do
     unitary | binary | symcards)
       seeds="$root/fuzz/seeds/$h"
       head -c $max_len "$root/data/database_$h.dat" > "$corpus/database_$h.dat" ;;
-    *) echo "fuzz.sh: no harness $h" >&2; exit 2 ;;
+    *) echo "fuzz-$h: no such harness"; return 2 ;;
   esac
   existing=
   for s in $seeds; do [ -d "$s" ] && existing="$existing $s"; done
   log=$build/logs/$h.log
-  # One thread: the landscapes and sums the harnesses reach use OpenMP.
   # shellcheck disable=SC2086
   OMP_NUM_THREADS=1 "$build/fuzz/fuzz-$h" "$corpus" $existing -max_total_time="$seconds" \
     -max_len=$max_len -timeout=20 -rss_limit_mb=2048 -malloc_limit_mb=2048 -close_fd_mask=3 \
@@ -64,10 +68,25 @@ for h in $harnesses; do
   result=$?
   runs=$(grep -o 'Done [0-9]* runs' "$log" | tail -n 1)
   if [ $result -ne 0 ]; then
-    status=1
     echo "fuzz-$h: FOUND a problem (exit $result); see $log and build-fuzz/findings/"
-  else
-    echo "fuzz-$h: ${runs:-no summary} in $seconds s, nothing found"
+    return 1
+  fi
+  echo "fuzz-$h: ${runs:-no summary} in $seconds s, nothing found"
+}
+
+cores=$(nproc 2>/dev/null || echo 1)
+status=0
+running=0
+pids=
+for h in $harnesses; do
+  run_one "$h" &
+  pids="$pids $!"
+  running=$((running + 1))
+  if [ $running -ge "$cores" ]; then
+    for p in $pids; do wait "$p" || status=1; done
+    pids=
+    running=0
   fi
 done
+for p in $pids; do wait "$p" || status=1; done
 exit $status

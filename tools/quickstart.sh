@@ -22,9 +22,10 @@ jobs=$(nproc 2>/dev/null || echo 2)
 packages=(cmake make g++ pkg-config libgtest-dev libfftw3-dev libsymspg-dev)
 # The tests also compare with independent tools: pymatgen (coordination numbers, CIF output),
 # LAMMPS (the exported force field), ASE (cube files, CIF output) and gemmi (CIF output); each such
-# test is skipped where its tool is absent.
+# test is skipped where its tool is absent. clang builds the fuzzers of the readers
+# (tools/fuzz.sh).
 if [ "$mode" = test ]; then
-  packages+=(python3-pymatgen python3-ase python3-gemmi lammps)
+  packages+=(python3-pymatgen python3-ase python3-gemmi lammps clang libclang-rt-14-dev libomp-dev)
 fi
 missing=()
 for p in "${packages[@]}"; do
