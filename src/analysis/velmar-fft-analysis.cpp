@@ -15,6 +15,7 @@
 #include "analysis/velmar-fftdot.h"
 #include "core/velmar-la.h"
 #include "core/velmar-output.h"
+#include "core/velmar-progress.h"
 #include "core/velmar.h"
 #include "landscape/velmar-cube-file.h"
 #include "structure/velmar-cif-writer.h"
@@ -92,11 +93,14 @@ VELMAR_FFTDOT_LIST *critical_points(const VELMAR_CUBE &cube) {
         return nullptr;
     }
     const size_t size = spectrum.size();
+    // Twelve transforms (the gradient and the second derivatives), then the classification.
+    velmar::Progress progress("FFT", 13);
     std::vector<double> f[3];
     for (int r = 0; r < 3; ++r) {
         const int sub[1] = {r};
         const fftw_complex *d = spectrum.derivative(1, sub);
         if (d == nullptr) return nullptr;
+        progress.update(r + 1);
         f[r].resize(size);
         for (size_t v = 0; v < size; ++v) f[r][v] = d[v][0];
     }
@@ -123,6 +127,7 @@ VELMAR_FFTDOT_LIST *critical_points(const VELMAR_CUBE &cube) {
             const int sub[2] = {r, s};
             const fftw_complex *d = spectrum.derivative(2, sub);
             if (d == nullptr) return nullptr;
+            progress.update(4 + 3 * r + s);
             for (size_t c = 0; c < voxels.size(); ++c) k[9 * c + 3 * r + s] = d[voxels[c]][0];
         }
     }

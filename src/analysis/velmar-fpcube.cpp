@@ -9,6 +9,7 @@
 
 #include "core/velmar-la.h"
 #include "core/velmar-output.h"
+#include "core/velmar-progress.h"
 #include "core/velmar.h"
 #include "structure/velmar-cell-geometry.h"
 #include "structure/velmar-cif-writer.h"
@@ -402,9 +403,11 @@ VELMAR_FPHALF_LIST *velmar_fphalf_list_new_from_fpcube(const VELMAR_FPCUBE *fpcu
         return nullptr;
     }
     const int64_t size = static_cast<int64_t>(fpcube->n[0]) * fpcube->n[1] * fpcube->n[2];
+    velmar::Progress progress("flow paths", size);
     for (int64_t v = 0; v < size; ++v) {
         const VELMAR_FPDOT &dot = fpcube->dot[v];
         if (dot.type != FP_SAD) continue;
+        progress.update(v);
         const long x[3] = {dot.x_i[0], dot.x_i[1], dot.x_i[2]};
         VELMAR_FPHALF_LIST *halves = velmar_fphalf_list_new(fpcube, x);
         if (halves == nullptr) {

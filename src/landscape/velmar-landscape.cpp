@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "core/velmar-la.h"
+#include "core/velmar-progress.h"
 #include "core/velmar.h"
 #include "model/velmar-bv.h"
 #include "model/velmar-energy.h"
@@ -34,29 +35,6 @@ constexpr int64_t kMaxVoxels = 7529536;  // 196^3
 constexpr double kScreenedOut = 6.5;     // screening lengths beyond which erfc is below 1e-21
 
 char sign(int os) { return os > 0 ? '+' : '-'; }
-
-// Progress on stderr, only when it is a terminal.
-class Progress {
-  public:
-    explicit Progress(int64_t total) : total_(total), shown_(isatty(STDERR_FILENO) != 0) {}
-    void update(int64_t done) {
-        if (!shown_) return;
-        const int percent = static_cast<int>(100 * done / std::max<int64_t>(total_, 1));
-        if (percent == last_) return;
-        last_ = percent;
-        std::fprintf(stderr, "\rlandscape: %3d%%", percent);
-    }
-    ~Progress() {
-        if (shown_) std::fprintf(stderr, "\r               \r");
-    }
-    Progress(const Progress &) = delete;
-    Progress &operator=(const Progress &) = delete;
-
-  private:
-    int64_t total_;
-    bool shown_;
-    int last_ = -1;
-};
 
 using ValueAt = std::function<double(const double p[3])>;
 
@@ -157,7 +135,7 @@ void fill_cube(VELMAR_CUBE *cube, const VELMAR_SYMMETRY *symmetry, const ValueAt
     sources.reserve(kChunk);
     images.reserve(kChunk * cards);
     int64_t replayed = 0;
-    Progress progress(total);
+    velmar::Progress progress("landscape", total);
     const auto replay_to = [&](int64_t end) {
         size_t next = 0;
         for (; replayed < end; ++replayed) {

@@ -26,6 +26,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "core/velmar-progress.h"
 #include "core/velmar.h"
 #include "network/velmar-lattice.h"
 #include "network/velmar-offsets.h"
@@ -154,7 +155,10 @@ class Sweep {
     // False when an offset outgrew the store (the result is then incomplete).
     bool run(Order &order) {
         std::vector<int32_t> chunk;
+        // The sweep stops once every dimension is reached, often well before the last chunk.
+        velmar::Progress progress("percolation", order.chunks());
         for (int c = 0; c < order.chunks() && !done_; ++c) {
+            progress.update(c);
             order.gather(c, chunk);
             for (const int32_t v : chunk) {
                 if (!visit(v)) return false;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "core/velmar-la.h"
+#include "core/velmar-progress.h"
 #include "core/velmar.h"
 #include "relax/velmar-rx-common.h"
 
@@ -366,7 +367,7 @@ int velmar_neb_run(VELMAR_NEB *neb, int32_t steps, double f_tol, bool *converged
     double dt = kDtStart;
     double mix = kMixStart;
     int32_t downhill = 0;
-    velmar::rx::Progress progress("neb");
+    velmar::Progress progress("NEB", steps);
     for (neb->step = 0;; ++neb->step) {
         if (velmar_neb_calculate_force(neb) != 0) {
             VELMAR_ERROR_NONZERO(velmar_neb_calculate_force);
@@ -378,7 +379,7 @@ int velmar_neb_run(VELMAR_NEB *neb, int32_t steps, double f_tol, bool *converged
             std::printf("NEB: step %ld; max force = %.6f eV/A; barrier = %.6f eV\n",
                         static_cast<long>(neb->step), neb->max_force, top - neb->energy[0]);
         }
-        progress.update(neb->step, steps, neb->max_force);
+        progress.update(neb->step, velmar::rx::largest_force_text(neb->max_force));
         if (neb->max_force <= f_tol) {
             *converged = true;
             std::printf(

@@ -2,8 +2,6 @@
 // given positions, minimum-image displacements, CIF output with the fixed column.
 #include "relax/velmar-rx-common.h"
 
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -237,16 +235,10 @@ int export_cif(const VELMAR_CELL &cell, const char *filename) {
     return 0;
 }
 
-Progress::Progress(const char *what) : what_(what), shown_(isatty(STDERR_FILENO) != 0) {}
-
-Progress::~Progress() {
-    if (shown_) std::fputs("\r                                                  \r", stderr);
-}
-
-void Progress::update(int32_t step, int32_t steps, double force) {
-    if (!shown_) return;
-    std::fprintf(stderr, "\r%s: step %ld of %ld, largest force %.4f eV/A", what_,
-                 static_cast<long>(step), static_cast<long>(steps), force);
+std::string largest_force_text(double force) {
+    char text[48];
+    std::snprintf(text, sizeof text, "largest force %.4f eV/A", force);
+    return text;
 }
 
 }  // namespace velmar::rx

@@ -6,6 +6,7 @@
 #define VELMAR_RX_COMMON_H
 
 #include <cstdint>
+#include <string>
 
 #include "core/velmar.h"
 #include "model/velmar-property.h"
@@ -63,19 +64,8 @@ class Evaluator {
 // fixed atoms. The file appears only when complete. 0 on success.
 int export_cif(const VELMAR_CELL &cell, const char *filename);
 
-// A progress line on standard error, shown only when it is a terminal.
-class Progress {
-  public:
-    explicit Progress(const char *what);
-    ~Progress();
-    Progress(const Progress &) = delete;
-    Progress &operator=(const Progress &) = delete;
-    void update(int32_t step, int32_t steps, double force);
-
-  private:
-    const char *what_;
-    bool shown_;
-};
+// "largest force 0.0123 eV/A", the detail of the progress lines.
+std::string largest_force_text(double force);
 
 }  // namespace velmar::rx
 

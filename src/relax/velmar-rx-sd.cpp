@@ -11,6 +11,7 @@
 
 #include "core/velmar-la.h"
 #include "core/velmar-output.h"
+#include "core/velmar-progress.h"
 #include "core/velmar.h"
 #include "relax/velmar-rx-common.h"
 #include "structure/velmar-cell-geometry.h"
@@ -81,8 +82,10 @@ int velmar_rx_sd_relax(VELMAR_CELL *cell, const VELMAR_PROPERTY *ppt, int32_t st
         return 1;
     }
     double rate = kFirstRate;
+    velmar::Progress progress("SD", steps);
     for (int32_t step = 0;; ++step) {
         const double f_max = largest_force(f.get(), n);
+        progress.update(step, velmar::rx::largest_force_text(f_max));
         std::printf("SD: step %ld; energy = %.8f eV; max force = %.6f eV/A\n",
                     static_cast<long>(step), energy, f_max);
         if (!append_row(log, step, energy, f_max)) {

@@ -1,11 +1,9 @@
 // Block statistics, convergence warnings and progress of a kinetic Monte Carlo run.
 #include "transport/velmar-kmc-stats.h"
 
-#include <unistd.h>
-
-#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <string>
 
 #include "transport/velmar-kmc.h"
 
@@ -22,11 +20,6 @@ std::array<double, 3> displacement(const VELMAR_KMC &kmc, long j, long o) {
         for (int c = 0; c < 3; ++c) d[r] += static_cast<double>(kmc.kv[o].y_i[c]) * graph.a[c][r];
     }
     return d;
-}
-
-double seconds() {
-    using clock = std::chrono::steady_clock;
-    return std::chrono::duration<double>(clock::now().time_since_epoch()).count();
 }
 
 struct MeanError {
@@ -72,10 +65,10 @@ void KmcTrace::start(const VELMAR_KMC &kmc, long every, double span) {
         last_[o] = displacement(kmc, j, o);
         ++ions_;
     }
-    terminal_ = ::isatty(STDERR_FILENO) != 0;
-    wall_start_ = wall_last_ = seconds();
-    step_goal_ = kmc.step_limit;
-    shown_ = false;
+    // Hops when the run is limited by their number, else thousandths of its time.
+    progress_ = std::make_unique<velmar::Progress>("KMC", kmc.step_limit > 0  ? kmc.step_limit
+                                                          : kmc.t_limit > 0.0 ? 1000
+                                                                              : 0);
 }
 
 void KmcTrace::after_hop(const VELMAR_KMC &kmc) {
@@ -87,7 +80,12 @@ void KmcTrace::after_hop(const VELMAR_KMC &kmc) {
             next_time_ += span_;
         }
     }
-    if (terminal_ && (kmc.step & 4095) == 0) progress(kmc);
+    if (progress_ && progress_->shown() && (kmc.step & 4095) == 0) {
+        const bool by_hops = kmc.step_limit > 0 || kmc.t_limit <= 0.0;
+        progress_->update(
+            by_hops ? kmc.step : static_cast<int64_t>(1000.0 * (kmc.t - t_start_) / kmc.t_limit),
+            std::to_string(kmc.step) + " hops");
+    }
 }
 
 void KmcTrace::close_block(const VELMAR_KMC &kmc) {
@@ -116,30 +114,7 @@ void KmcTrace::close_block(const VELMAR_KMC &kmc) {
     blocks_.push_back(b);
 }
 
-void KmcTrace::progress(const VELMAR_KMC &kmc) {
-    const double now = seconds();
-    if (now - wall_last_ < 0.5 || kmc.step < 1) return;
-    wall_last_ = now;
-    const double elapsed = now - wall_start_;
-    if (step_goal_ > 0) {
-        const double left =
-            elapsed * static_cast<double>(step_goal_ - kmc.step) / static_cast<double>(kmc.step);
-        std::fprintf(stderr, "\rKMC: %ld / %ld hops, about %.0f s left   ", kmc.step, step_goal_,
-                     left);
-    } else {
-        std::fprintf(stderr, "\rKMC: %ld hops, %.3g ps of %.3g ps   ", kmc.step, kmc.t,
-                     kmc.t_limit);
-    }
-    std::fflush(stderr);
-    shown_ = true;
-}
-
-void KmcTrace::finish() {
-    if (!shown_) return;
-    std::fputs("\r\033[K", stderr);
-    std::fflush(stderr);
-    shown_ = false;
-}
+void KmcTrace::finish() { progress_.reset(); }
 
 void KmcTrace::print(const VELMAR_KMC &kmc) const {
     const VELMAR_GRAPH &graph = *kmc.graph;

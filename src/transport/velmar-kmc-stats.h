@@ -12,7 +12,10 @@
 #define VELMAR_KMC_STATS_H
 
 #include <array>
+#include <memory>
 #include <vector>
+
+#include "core/velmar-progress.h"
 
 struct VELMAR_KMC;
 
@@ -34,7 +37,6 @@ class KmcTrace {
 
   private:
     void close_block(const VELMAR_KMC &kmc);
-    void progress(const VELMAR_KMC &kmc);
 
     long every_ = 0;
     double span_ = 0.0;
@@ -52,12 +54,7 @@ class KmcTrace {
     };
     std::vector<Block> blocks_;
     long ions_ = 0;
-    // Progress on a terminal.
-    bool terminal_ = false;
-    double wall_start_ = 0.0;
-    double wall_last_ = 0.0;
-    long step_goal_ = 0;
-    bool shown_ = false;
+    std::unique_ptr<velmar::Progress> progress_;  // on a terminal
 };
 
 }  // namespace velmar::detail

@@ -12,6 +12,7 @@
 
 #include "core/velmar-la.h"
 #include "core/velmar-output.h"
+#include "core/velmar-progress.h"
 #include "core/velmar-random.h"
 #include "core/velmar-solver.h"
 #include "core/velmar.h"
@@ -373,7 +374,13 @@ int phase(VELMAR_MD *md, const char *title, char mark, double t_stop, Sample sam
     std::printf("MD: progress: ");
     std::fflush(stdout);
     double next = 0.05;
+    // On a terminal, also the time left, in thousandths of the phase.
+    velmar::Progress progress(std::string("MD ") + title, 1000);
+    const double t_start = md->t;
     while (md->t < t_stop) {
+        if (t_stop > t_start) {
+            progress.update(static_cast<int64_t>(1000.0 * (md->t - t_start) / (t_stop - t_start)));
+        }
         if (sample() != 0) return 1;
         if (velmar_md_update_vv_langevin(md) != 0) {
             VELMAR_ERROR_NONZERO(velmar_md_update_vv_langevin);
