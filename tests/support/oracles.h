@@ -231,54 +231,20 @@ inline std::vector<double> site_energy_cube(const VELMAR_CELL &cell, const VELMA
     return en;
 }
 
-// Bond-valence sums of the flagged sites as the plain loop over every atom and image.
-inline std::vector<double> bv_sums(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt) {
-    int n[3];
-    image_ranges(cell, longest_cutoff(ppt, 0.0), 2, n);
+// The number of flagged sites: the largest flag.
+inline int32_t flagged_sites(const VELMAR_CELL &cell) {
     int32_t sites = 0;
     for (int32_t a = 0; a < cell.total; ++a) sites = std::max(sites, cell.atom[a].flag);
-    std::vector<double> sum(static_cast<size_t>(sites), 0.0);
-    for (int32_t k = 1; k <= sites; ++k) {
-        int32_t s = 0;
-        while (cell.atom[s].flag != k) ++s;
-        const VELMAR_ATOM &site = cell.atom[s];
-        for (int32_t t = 0; t < cell.total; ++t) {
-            const VELMAR_ATOM &partner = cell.atom[t];
-            if (!((site.os > 0 && partner.os < 0) || (site.os < 0 && partner.os > 0))) continue;
-            const int cation = velmar_property_find_index(
-                &ppt, site.os > 0 ? site.type : partner.type, site.os > 0 ? site.os : partner.os);
-            const int anion = velmar_property_find_index(
-                &ppt, site.os > 0 ? partner.type : site.type, site.os > 0 ? partner.os : site.os);
-            const VELMAR_PROPERTY_BINARY &p = ppt.bin[cation][anion];
-            for (int l = -n[0]; l <= n[0]; ++l)
-                for (int m = -n[1]; m <= n[1]; ++m)
-                    for (int q = -n[2]; q <= n[2]; ++q) {
-                        double d2 = 0.0;
-                        for (int r = 0; r < 3; ++r) {
-                            const double x = l * cell.a[0][r] + m * cell.a[1][r] +
-                                             q * cell.a[2][r] + partner.x[r];
-                            d2 += (site.x[r] - x) * (site.x[r] - x);
-                        }
-                        const double d = std::sqrt(d2);
-                        if (d <= 0.3 || d >= p.cutoff) continue;
-                        const double v = partner.occ * std::exp((p.r0 - d) / p.b);
-                        sum[k - 1] += site.os < 0 ? -v : v;
-                    }
-        }
-    }
-    return sum;
+    return sites;
 }
 
-// The bond valence from every site l to every site k (table[k][l], zeros included) as the plain
-// loop over every atom and image fills the full site x site table.
-inline std::vector<std::vector<double>> bv_pair_table(const VELMAR_CELL &cell,
-                                                      const VELMAR_PROPERTY &ppt) {
+// Every bond of the flagged sites as the plain loop over every atom and image: bond(k, l, v) with
+// the 0-based sites k (its first atom) and l (the partner's) and the signed valence v.
+template <class Bond>
+void for_each_bv_bond(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt, Bond bond) {
     int n[3];
     image_ranges(cell, longest_cutoff(ppt, 0.0), 2, n);
-    int32_t sites = 0;
-    for (int32_t a = 0; a < cell.total; ++a) sites = std::max(sites, cell.atom[a].flag);
-    std::vector<std::vector<double>> table(static_cast<size_t>(sites),
-                                           std::vector<double>(static_cast<size_t>(sites), 0.0));
+    const int32_t sites = flagged_sites(cell);
     for (int32_t k = 1; k <= sites; ++k) {
         int32_t s = 0;
         while (cell.atom[s].flag != k) ++s;
@@ -303,10 +269,26 @@ inline std::vector<std::vector<double>> bv_pair_table(const VELMAR_CELL &cell,
                         const double d = std::sqrt(d2);
                         if (d <= 0.3 || d >= p.cutoff) continue;
                         const double v = partner.occ * std::exp((p.r0 - d) / p.b);
-                        table[k - 1][partner.flag - 1] += site.os < 0 ? -v : v;
+                        bond(k - 1, partner.flag - 1, site.os < 0 ? -v : v);
                     }
         }
     }
+}
+
+// Bond-valence sums of the flagged sites.
+inline std::vector<double> bv_sums(const VELMAR_CELL &cell, const VELMAR_PROPERTY &ppt) {
+    std::vector<double> sum(static_cast<size_t>(flagged_sites(cell)), 0.0);
+    for_each_bv_bond(cell, ppt, [&](int32_t k, int32_t, double v) { sum[k] += v; });
+    return sum;
+}
+
+// The bond valence from every site l to every site k (table[k][l], zeros included), as a full
+// site x site table.
+inline std::vector<std::vector<double>> bv_pair_table(const VELMAR_CELL &cell,
+                                                      const VELMAR_PROPERTY &ppt) {
+    const auto sites = static_cast<size_t>(flagged_sites(cell));
+    std::vector<std::vector<double>> table(sites, std::vector<double>(sites, 0.0));
+    for_each_bv_bond(cell, ppt, [&](int32_t k, int32_t l, double v) { table[k][l] += v; });
     return table;
 }
 
