@@ -227,13 +227,9 @@ int velmar_fft_analyze_export_to_file(const VELMAR_CUBE *cube, double cap, const
         return 1;
     }
     // Both files are complete before either appears: no marker CIF without its table.
-    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> p1(velmar_symmetry_new_p1());
-    if (!p1) {
-        VELMAR_ERROR_NULL(velmar_symmetry_new_p1);
-        return 1;
-    }
-    velmar::Owned<VELMAR_TEXT, velmar_text_free> cif(velmar_cell_export_cif_to_text(
-        cell.get(), p1.get(), 0, velmar::detail::cif_block_name(cif_name.c_str()).c_str()));
+    velmar::Owned<VELMAR_TEXT, velmar_text_free> cif(velmar::detail::cell_export_markers_to_text(
+        cell.get(), velmar::cube_values_at_atoms(*cube, *cell),
+        velmar::detail::cif_block_name(cif_name.c_str()).c_str()));
     if (!cif) {
         VELMAR_ERROR_NULL(velmar_cell_export_cif_to_text);
         return 1;

@@ -527,7 +527,8 @@ int velmar_fpcube_export_cif_to_file(const VELMAR_CUBE *cube, double barrier_max
         VELMAR_ERROR_NULL(velmar_fpcube_export_to_cell);
         return 1;
     }
-    if (velmar_cell_export_cif_to_file(filename, cell.get(), 0) != 0) {
+    if (velmar::detail::cell_export_markers_to_file(
+            filename, cell.get(), velmar::cube_values_at_atoms(*cube, *cell)) != 0) {
         VELMAR_ERROR_NONZERO(velmar_cell_export_cif_to_file);
         return 1;
     }

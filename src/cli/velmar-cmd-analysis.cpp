@@ -63,7 +63,10 @@ void velmar_cmd_opt_do_fft(const VELMAR_CMD_OPT *opt) {
     if (!load_cube(opt->argv[2], periodic, cube)) return;
     if (velmar_fft_analyze_export_to_file(cube.get(), cap, base.c_str()) != 0) {
         VELMAR_ERROR_NONZERO(velmar_fft_analyze_export_to_file);
+        return;
     }
+    std::printf("Message: critical points written to %s.fft.cif and %s.fft.txt.\n", base.c_str(),
+                base.c_str());
 }
 
 void velmar_cmd_opt_do_fft_cubes(const VELMAR_CMD_OPT *opt) {
@@ -122,5 +125,7 @@ void velmar_cmd_opt_do_fp_map(const VELMAR_CMD_OPT *opt) {
     if (!load_cube(opt->argv[2], periodic, cube)) return;
     if (velmar_fpcube_export_cif_to_file(cube.get(), barrier_max, output.c_str()) != 0) {
         VELMAR_ERROR_NONZERO(velmar_fpcube_export_cif_to_file);
+        return;
     }
+    std::printf("Message: flow paths written to %s.\n", output.c_str());
 }

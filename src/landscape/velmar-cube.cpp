@@ -1,6 +1,8 @@
 // The cube record.
 #include "landscape/velmar-cube.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -101,4 +103,18 @@ void velmar_cube_print_info(const VELMAR_CUBE *cube) {
     std::printf("CUBE: votex vector (A):\n");
     for (const auto &row : cube->a_i)
         std::printf("CUBE:  %11.6f %11.6f %11.6f\n", row[0], row[1], row[2]);
+}
+
+std::vector<double> velmar::cube_values_at_atoms(const VELMAR_CUBE &cube, const VELMAR_CELL &cell) {
+    std::vector<double> values;
+    values.reserve(static_cast<size_t>(std::max(cell.total, 0)));
+    for (int32_t a = 0; a < cell.total; ++a) {
+        long x[3];
+        for (int r = 0; r < 3; ++r) {
+            const long i = std::lround(cell.atom[a].x_f[r] * cube.n[r]) % cube.n[r];
+            x[r] = i < 0 ? i + cube.n[r] : i;
+        }
+        values.push_back(cube.en[x[0]][x[1]][x[2]]);
+    }
+    return values;
 }

@@ -7,6 +7,9 @@
 #define VELMAR_CUBE_H
 
 #include <cstdint>
+#include <vector>
+
+#include "structure/velmar-cell.h"
 
 struct VELMAR_CUBE {
     double ***en;      // en[i][j][k], eV (valence units for the GII landscape)
@@ -29,6 +32,9 @@ inline double *cube_values(const VELMAR_CUBE *cube) { return cube->en[0][0]; }
 inline int64_t cube_size(const VELMAR_CUBE *cube) {
     return static_cast<int64_t>(cube->n[0]) * cube->n[1] * cube->n[2];
 }
+// The value of the voxel nearest to each atom of cell (by its fractional coordinates, the grid
+// repeating periodically): the energies of markers placed on the landscape.
+std::vector<double> cube_values_at_atoms(const VELMAR_CUBE &cube, const VELMAR_CELL &cell);
 }  // namespace velmar
 
 #endif  // VELMAR_CUBE_H

@@ -39,14 +39,6 @@ VELMAR_TEXT *text_of(const std::string &s) {
     return text;
 }
 
-// The marker CIF's data block: the file name without its folder and ".cif".
-std::string block_name(const std::string &file) {
-    std::string name = file.substr(file.rfind('/') + 1);
-    if (name.size() > 4 && name.compare(name.size() - 4, 4, ".cif") == 0)
-        name.resize(name.size() - 4);
-    return name.empty() ? "velmar" : name;
-}
-
 // Flood fill from the bottleneck over passable voxels at or below the level.
 std::vector<uint8_t> channel(const VoxelGrid &grid, const double *en, int64_t start, double level,
                              int64_t &count) {
@@ -262,11 +254,6 @@ int velmar_network_analyze_export_to_file(const VELMAR_CUBE *cube, const char *n
         return 1;
     }
     outputs.push_back({csv, std::move(table), "percolation thresholds"});
-    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> p1(velmar_symmetry_new_p1());
-    if (!p1) {
-        VELMAR_ERROR_NULL(velmar_symmetry_new_p1);
-        return 1;
-    }
     for (int d = 0; d < 3; ++d) {
         const VELMAR_PERCOLATION_LEVEL &level = percolation->level[d];
         char suffix[16];
@@ -282,8 +269,9 @@ int velmar_network_analyze_export_to_file(const VELMAR_CUBE *cube, const char *n
             VELMAR_ERROR_NULL(velmar_percolation_export_channel_to_cell);
             return 1;
         }
-        TextPtr text(
-            velmar_cell_export_cif_to_text(cell.get(), p1.get(), 0, block_name(file).c_str()));
+        TextPtr text(velmar::detail::cell_export_markers_to_text(
+            cell.get(), velmar::cube_values_at_atoms(*cube, *cell),
+            velmar::detail::cif_block_name(file.c_str()).c_str()));
         if (!text) {
             VELMAR_ERROR_NULL(velmar_cell_export_cif_to_text);
             return 1;

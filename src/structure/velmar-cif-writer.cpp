@@ -1,10 +1,13 @@
 // CIF output of a cell.
 #include "structure/velmar-cif-writer.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -43,11 +46,9 @@ std::string token(const std::string &value) {
     return needs_quotes ? "'" + value + "'" : value;
 }
 
-}  // namespace
-
-VELMAR_TEXT *velmar_cell_export_cif_to_text(const VELMAR_CELL *cell,
-                                            const VELMAR_SYMMETRY *symmetry, int mode,
-                                            const char *block) {
+// The CIF text; with energy (markers, in P 1), labels numbered per name and an energy column.
+VELMAR_TEXT *cif_text(const VELMAR_CELL *cell, const VELMAR_SYMMETRY *symmetry, int mode,
+                      const char *block, const std::vector<double> *energy) {
     if (cell == nullptr || (cell->total > 0 && cell->atom == nullptr) || symmetry == nullptr ||
         symmetry->total < 1 || symmetry->card == nullptr) {
         std::fputs("Error: VELMAR_CELL or VELMAR_SYMMETRY has not been properly initialized.\n",
@@ -126,13 +127,75 @@ VELMAR_TEXT *velmar_cell_export_cif_to_text(const VELMAR_CELL *cell,
     out +=
         "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n"
         "_atom_site_fract_y\n_atom_site_fract_z\n_atom_site_occupancy\n";
-    for (const VELMAR_ATOM *atom : atoms) {
-        append(out, "%s %s %.8f %.8f %.8f %.6f\n", token(atom->name).c_str(),
-               type_symbol(*atom).c_str(), atom->x_f[0], atom->x_f[1], atom->x_f[2], atom->occ);
+    if (energy == nullptr) {
+        for (const VELMAR_ATOM *atom : atoms) {
+            append(out, "%s %s %.8f %.8f %.8f %.6f\n", token(atom->name).c_str(),
+                   type_symbol(*atom).c_str(), atom->x_f[0], atom->x_f[1], atom->x_f[2], atom->occ);
+        }
+    } else {
+        out += "_atom_site_velmar_energy\n";
+        std::map<std::string, int> serial;  // per name, the last number given
+        for (size_t n = 0; n < atoms.size(); ++n) {
+            const VELMAR_ATOM *atom = atoms[n];
+            // SAD1 numbered is SAD1_1, not SAD11.
+            const std::string name = atom->name;
+            const bool digit =
+                !name.empty() && std::isdigit(static_cast<unsigned char>(name.back()));
+            const std::string label = name + (digit ? "_" : "") + std::to_string(++serial[name]);
+            append(out, "%s %s %.8f %.8f %.8f %.6f %.6f\n", token(label).c_str(),
+                   type_symbol(*atom).c_str(), atom->x_f[0], atom->x_f[1], atom->x_f[2], atom->occ,
+                   (*energy)[n]);
+        }
     }
     VELMAR_TEXT *text = velmar_text_new(out.c_str());
     if (text == nullptr) VELMAR_ERROR_NULL(velmar_text_new);
     return text;
+}
+
+int write_text(const char *filename, const VELMAR_TEXT *text) {
+    if (velmar_text_export_to_file(text, filename) != 0) {
+        VELMAR_ERROR_NONZERO(velmar_text_export_to_file);
+        return 1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+VELMAR_TEXT *velmar_cell_export_cif_to_text(const VELMAR_CELL *cell,
+                                            const VELMAR_SYMMETRY *symmetry, int mode,
+                                            const char *block) {
+    return cif_text(cell, symmetry, mode, block, nullptr);
+}
+
+VELMAR_TEXT *velmar::detail::cell_export_markers_to_text(const VELMAR_CELL *cell,
+                                                         const std::vector<double> &energy,
+                                                         const char *block) {
+    if (cell == nullptr || energy.size() != static_cast<size_t>(std::max(cell->total, 0))) {
+        std::fputs("Error: one energy is needed for each marker.\n", stderr);
+        return nullptr;
+    }
+    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> p1(velmar_symmetry_new_p1());
+    if (!p1) {
+        VELMAR_ERROR_NULL(velmar_symmetry_new_p1);
+        return nullptr;
+    }
+    return cif_text(cell, p1.get(), 0, block, &energy);
+}
+
+int velmar::detail::cell_export_markers_to_file(const char *filename, const VELMAR_CELL *cell,
+                                                const std::vector<double> &energy) {
+    if (filename == nullptr) {
+        std::fputs("Error: no file name given.\n", stderr);
+        return 1;
+    }
+    velmar::Owned<VELMAR_TEXT, velmar_text_free> text(
+        cell_export_markers_to_text(cell, energy, cif_block_name(filename).c_str()));
+    if (!text) {
+        VELMAR_ERROR_NULL(velmar_cell_export_cif_to_text);
+        return 1;
+    }
+    return write_text(filename, text.get());
 }
 
 int velmar_cell_export_cif_with_symmetry(const char *filename, const VELMAR_CELL *cell,
@@ -147,11 +210,7 @@ int velmar_cell_export_cif_with_symmetry(const char *filename, const VELMAR_CELL
         VELMAR_ERROR_NULL(velmar_cell_export_cif_to_text);
         return 1;
     }
-    if (velmar_text_export_to_file(text.get(), filename) != 0) {
-        VELMAR_ERROR_NONZERO(velmar_text_export_to_file);
-        return 1;
-    }
-    return 0;
+    return write_text(filename, text.get());
 }
 
 int velmar_cell_export_cif_to_file(const char *filename, const VELMAR_CELL *cell, int mode) {

@@ -5,6 +5,7 @@
 #define VELMAR_CIF_WRITER_H
 
 #include <string>
+#include <vector>
 
 #include "core/velmar-text.h"
 #include "structure/velmar-cell.h"
@@ -24,6 +25,14 @@ VELMAR_TEXT *velmar_cell_export_cif_to_text(const VELMAR_CELL *cell,
 namespace velmar::detail {
 // The data block name of a CIF file: its base name without ".cif", blanks made underscores.
 std::string cif_block_name(const char *filename);
+// Marker points of a landscape (minima, saddle points, path points) in P 1. Markers share names
+// (MIN, SAD, ...), so each label is its name numbered in order (MIN1, MIN2, ..., SAD1), and
+// energy[n], the landscape's value at atom n (eV), is an extra column _atom_site_velmar_energy.
+// NULL or 1 on failure.
+VELMAR_TEXT *cell_export_markers_to_text(const VELMAR_CELL *cell, const std::vector<double> &energy,
+                                         const char *block);
+int cell_export_markers_to_file(const char *filename, const VELMAR_CELL *cell,
+                                const std::vector<double> &energy);
 }  // namespace velmar::detail
 
 #endif  // VELMAR_CIF_WRITER_H

@@ -455,6 +455,7 @@ double velmar_kmc_calculate_conductivity_from_file(const char *cifname, const ch
             VELMAR_ERROR_NONZERO(velmar_cell_export_cif_to_file);
             return kFailed;
         }
+        std::printf("Message: initial occupation of the sites written to %s.\n", name.c_str());
     }
     if (velmar_kmc_calculate_conductivity(kmc.get()) != 0) {
         VELMAR_ERROR_NONZERO(velmar_kmc_calculate_conductivity);
@@ -480,5 +481,6 @@ double velmar_kmc_calculate_conductivity_from_file(const char *cifname, const ch
         VELMAR_ERROR_NONZERO(velmar_cell_export_cif_to_file);
         return kFailed;
     }
+    std::printf("Message: mean occupation of the sites written to %s.\n", name.c_str());
     return conductivity;
 }

@@ -173,5 +173,6 @@ double velmar_md_conduction_from_file(const char *cif, const char *type, int os,
         VELMAR_ERROR_NONZERO(velmar_cell_export_cif_to_file);
         return kFailed;
     }
+    std::printf("Message: final structure written to %s.\n", structure.c_str());
     return md->conductivity;
 }

@@ -190,10 +190,13 @@ TEST(FpCube, APlateauIsAllMinimaAndHasNoPaths) {
         [&] { EXPECT_EQ(velmar_fpcube_export_cif_to_file(cube.get(), -0.1, file.c_str()), 0); });
     EXPECT_NE(out.out.find("containing 0 paths."), std::string::npos);
     const std::string cif = velmar_test::read_file(file);
+    // Every voxel a minimum, numbered MIN1 to MIN60, each with the plateau's energy.
     size_t count = 0;
-    for (size_t at = cif.find("\nMIN "); at != std::string::npos; at = cif.find("\nMIN ", at + 1))
+    for (size_t at = cif.find("\nMIN"); at != std::string::npos; at = cif.find("\nMIN", at + 1))
         ++count;
     EXPECT_EQ(count, 60u);
+    EXPECT_NE(cif.find("\nMIN60 Li1+ "), std::string::npos);
+    EXPECT_NE(cif.find(" 1.000000 -0.250000\n"), std::string::npos);
 }
 
 // cos(2 pi x) + 0.8 cos(2 pi y) + 0.6 cos(2 pi z) on a grid long along x: the x saddle descends
@@ -259,7 +262,10 @@ TEST(FpCube, CompactMapExportsWhatThePlainRecordGives) {
         auto cell = velmar_oracle::fp_map_cell(*l.cube, barrier_max);
         ASSERT_NE(cell, nullptr) << file;
         const std::string expected = (plain / "map.cif").string();
-        capture([&] { velmar_cell_export_cif_to_file(expected.c_str(), cell.get(), 0); });
+        capture([&] {
+            velmar::detail::cell_export_markers_to_file(
+                expected.c_str(), cell.get(), velmar::cube_values_at_atoms(*l.cube, *cell));
+        });
         EXPECT_GT(cell->total, 20) << file;
         EXPECT_EQ(velmar_test::read_file(written), velmar_test::read_file(expected)) << file;
     }
