@@ -343,8 +343,11 @@ VELMAR_SITES *velmar_sites_calculate(const VELMAR_CELL *cell, const VELMAR_SYMME
             sc.distance = -1.0;
         }
         curvature(sc.k, *cube, site.x_i);
+        // As the kinetic Monte Carlo takes it: the curvature averaged over all directions, so that
+        // the table's frequency is the one the hops out of the site are given.
+        const double mean_k = (sc.k[0] + sc.k[1] + sc.k[2]) / 3.0;
         sc.frequency =
-            sc.k[0] > 0.0 && m > 0.0 ? kThzPerSqrtCurvatureOverMass * std::sqrt(sc.k[0] / m) : 0.0;
+            mean_k > 0.0 && m > 0.0 ? kThzPerSqrtCurvatureOverMass * std::sqrt(mean_k / m) : 0.0;
         sc.barrier_out = HUGE_VAL;
         for (int d = 0; d < 3; ++d) sc.barrier_join[d] = HUGE_VAL;
         for (const int32_t s : members[c]) {

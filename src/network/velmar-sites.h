@@ -31,7 +31,7 @@ struct VELMAR_SITE_CLASS {
     double occupancy;      // of the structure's site named, 0 for an interstitial
     double distance;       // from that site to the nearest minimum of the class, A; -1 when none
     double k[3];           // curvature eigenvalues at the representative, ascending, eV/A^2
-    double frequency;      // 15.6 sqrt(k[0] / m) THz; 0 when k[0] is not positive
+    double frequency;      // 15.6 sqrt(mean k / m) THz; 0 when the mean is not positive
     double barrier_out;    // lowest saddle of a hop leaving the class minus its energy; HUGE_VAL
     double
         barrier_join[3];  // [d - 1]: lowest level at which a site of the class lies in a region

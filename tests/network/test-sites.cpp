@@ -97,7 +97,8 @@ TEST(Sites, QuadraticWellOnAHexagonalGridHasTheCurvatureOfItsMatrix) {
         // Second differences of a quadratic are exact: only rounding remains.
         EXPECT_NEAR(well.k[r], spectrum[r], 1e-9) << r;
     }
-    EXPECT_NEAR(well.frequency, 15.6 * std::sqrt(0.8 / kLithium), 1e-9);
+    // The frequency of the mean curvature, (0.8 + 1.5 + 3.0) / 3, as the hops out of it get.
+    EXPECT_NEAR(well.frequency, 15.6 * std::sqrt(5.3 / 3.0 / kLithium), 1e-9);
 }
 
 // Eight wells 4 A apart in a cubic 8 A cell, the structure's Li0 and Li1 on them.
