@@ -148,6 +148,37 @@ double letter_coefficient(const std::string &component, char letter) {
     return (p == 0 || component[p - 1] == '+') ? 1.0 : -1.0;
 }
 
+// The translation as written: the sum of the component's numbers (1/4, 0.25, ...), each with the
+// sign written before it; letters are skipped.
+double written_translation(const std::string &component) {
+    double t = 0.0;
+    const char *p = component.c_str();
+    double sign = 1.0;
+    while (*p != '\0') {
+        if (*p == '-' || *p == '+') {
+            sign = *p == '-' ? -sign : sign;
+            ++p;
+        } else if (std::isdigit(static_cast<unsigned char>(*p)) != 0 || *p == '.') {
+            char *end = nullptr;
+            double value = std::strtod(p, &end);
+            if (end == p) return t;
+            p = end;
+            if (*p == '/') {
+                const double denominator = std::strtod(p + 1, &end);
+                if (end == p + 1 || denominator == 0.0) return t;
+                value /= denominator;
+                p = end;
+            }
+            t += sign * value;
+            sign = 1.0;
+        } else {
+            sign = 1.0;  // a letter takes the sign before it
+            ++p;
+        }
+    }
+    return t;
+}
+
 // Translation of one component; false for a fraction that is not digit/digit.
 bool component_translation(const std::string &component, double &t) {
     t = 0.0;
@@ -170,6 +201,17 @@ bool component_translation(const std::string &component, double &t) {
     if (mark != std::string::npos) {
         const size_t from = mark >= 2 ? mark - 2 : 0;
         if (component.find('-', from) != std::string::npos) t = -t;
+    }
+    // The reading above takes any minus after the number for its sign ("3/4-x" becomes -3/4 - x),
+    // reads a decimal only at the start of the component ("x+0.25" becomes x) and negates a
+    // decimal that carries its own minus twice ("-0.25-z" becomes 0.25 - z). Where that puts
+    // the atom elsewhere than the operation as written (origin-1 spinels in the notation of many
+    // CIFs then double their titanium), the written translation is taken; where both are one
+    // position modulo 1 ("1/2-x", read -1/2), the reading above stays, and with it every output.
+    const double written = written_translation(component);
+    if (std::isfinite(written)) {
+        const double apart = t - written;
+        if (std::fabs(apart - std::round(apart)) > 1e-9) t = written;
     }
     while (t > 1.0) t -= 1.0;
     while (t < -1.0) t += 1.0;

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <string>
 
 #include "core/velmar.h"
@@ -316,9 +317,14 @@ TEST(CardParser, DocumentedForms) {
         {"'x, y, z'", {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0, 0}},
         {"-x+1/2, y, -z", {{-1, 0, 0}, {0, 1, 0}, {0, 0, -1}}, {0.5, 0, 0}},
         {"x-1/2, y, z", {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {-0.5, 0, 0}},
-        {"x+0.25, y, z", {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0, 0}},  // read from the letter
+        {"x+0.25, y, z", {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0.25, 0, 0}},
         {"-X+Y, -x, Z+5/6", {{-1, 1, 0}, {-1, 0, 0}, {0, 0, 1}}, {0, 0, 5.0 / 6.0}},
-        {"0.5+x, y-x+1/3, 1/4-z", {{1, 0, 0}, {-1, 1, 0}, {0, 0, -1}}, {0.5, 1.0 / 3.0, -0.25}},
+        // Translations as written: a minus after the number is the next term's (1/4 - z, not
+        // -1/4 - z), decimals count wherever they stand and carry their own sign once. Where a
+        // plainer reading gives the same position (1/2 - x read as -1/2 - x), it stays.
+        {"0.5+x, y-x+1/3, 1/4-z", {{1, 0, 0}, {-1, 1, 0}, {0, 0, -1}}, {0.5, 1.0 / 3.0, 0.25}},
+        {"3/4-x, x-3/4, 1/2-z", {{-1, 0, 0}, {1, 0, 0}, {0, 0, -1}}, {0.75, -0.75, -0.5}},
+        {"0.75-y, -0.25-z, -x", {{0, -1, 0}, {0, 0, -1}, {-1, 0, 0}}, {0.75, -0.25, 0}},
     };
     for (const Case &c : cases) {
         VELMAR_CARD card{};
@@ -341,6 +347,29 @@ TEST(CardParser, DocumentedForms) {
     VELMAR_CARD card{};
     EXPECT_NE(velmar_card_set_by_text(&card, nullptr), 0);
     EXPECT_NE(velmar_card_set_by_text(&card, "x+1/0, y, z"), 0);
+}
+
+// Spinel LiTi2O4 in origin choice 1, its operations written "3/4-x": 8 Li, 16 Ti and 32 O in the
+// cell, as gemmi and pymatgen read it (with the sign taken as the number's, 32 Ti).
+TEST(CifReader, OperationsWithTheNumberFirstGiveTheRightCell) {
+    std::string text =
+        velmar_test::read_file(velmar_test::corpus("LiTi2O4_spinel_AMCSD_origin1_no_occ.cif"));
+    const std::string loop = "_atom_site_fract_z\n";
+    const size_t at = text.find(loop);
+    ASSERT_NE(at, std::string::npos);
+    text.insert(at + loop.size(), "_atom_site_occupancy\n");
+    for (const char *row :
+         {"Li1   0.00000   0.00000   0.00000", "Ti1   0.62500   0.62500   0.62500",
+          "O1   0.39000   0.39000   0.39000"}) {
+        const size_t r = text.find(row);
+        ASSERT_NE(r, std::string::npos) << row;
+        text.insert(r + std::string(row).size(), " 1");
+    }
+    const auto loaded = velmar_test::load_cif_text(text);
+    ASSERT_EQ(loaded.status, 0) << loaded.printed.err;
+    std::map<std::string, int> count;
+    for (int32_t n = 0; n < loaded.cell->total; ++n) ++count[loaded.cell->atom[n].type];
+    EXPECT_EQ(count, (std::map<std::string, int>{{"Li", 8}, {"O", 32}, {"Ti", 16}}));
 }
 
 TEST(CardDiscrete, TranslationsOnTheGridAndFoldedImages) {
