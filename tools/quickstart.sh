@@ -21,11 +21,12 @@ jobs=$(nproc 2>/dev/null || echo 2)
 
 packages=(cmake make g++ pkg-config libgtest-dev libfftw3-dev libsymspg-dev)
 # The tests also compare with independent tools: pymatgen (coordination numbers, CIF output),
-# LAMMPS (the exported force field), ASE (cube files, CIF output) and gemmi (CIF output); each such
-# test is skipped where its tool is absent. clang builds the fuzzers of the readers
-# (tools/fuzz.sh).
+# LAMMPS (the exported force field), ASE (cube files, CIF output) and gemmi (CIF output), and run
+# the screening workflow (snakemake, gemmi, pymatgen, matplotlib); each such test is skipped where
+# its tool is absent. clang builds the fuzzers of the readers (tools/fuzz.sh).
 if [ "$mode" = test ]; then
-  packages+=(python3-pymatgen python3-ase python3-gemmi lammps clang libclang-rt-14-dev libomp-dev)
+  packages+=(python3-pymatgen python3-ase python3-gemmi lammps snakemake python3-matplotlib
+             clang libclang-rt-14-dev libomp-dev)
 fi
 missing=()
 for p in "${packages[@]}"; do
