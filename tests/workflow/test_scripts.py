@@ -110,7 +110,7 @@ class WritingCifs(unittest.TestCase):
         shutil.rmtree(self.tmp)
 
     def test_origin_choice_1_spinel_keeps_its_composition_in_velmar(self):
-        # Its operations are written "3/4-x", ...: as written velmar.x would double the Ti sites.
+        # Its operations are written "3/4-x", ...: rewritten, velmar.x still finds 16 Ti.
         structure, _ = ciffile.read_file(
             os.path.join(CORPUS, 'LiTi2O4_spinel_AMCSD_origin1_no_occ.cif'))
         for site, state in zip(structure['sites'], (1, 3.5, -2)):

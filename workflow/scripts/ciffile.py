@@ -56,8 +56,7 @@ def state_in_symbol(type_symbol):
 
 def canonical_operation(text):
     """A symmetry operation with its translation last, in [0, 1) and as a fraction: "3/4-x"
-    becomes "-x+3/4" (a form velmar.x reads right: it takes "3/4-x" as "-3/4-x") and "x-0.25"
-    becomes "x+3/4"."""
+    becomes "-x+3/4" and "x-0.25" becomes "x+3/4", the form every CIF reader agrees on."""
     fractions = re.sub(r'\d*\.\d+',
                        lambda m: str(Fraction(m.group(0)).limit_denominator(12)), text)
     try:
