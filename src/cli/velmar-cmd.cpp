@@ -204,8 +204,7 @@ unsigned int run_seed() {
         char *end = nullptr;
         errno = 0;
         const unsigned long long value = std::strtoull(text, &end, 10);
-        if (errno == 0 && *end == '\0' && text[0] != '-')
-            return static_cast<unsigned int>(value);
+        if (errno == 0 && *end == '\0' && text[0] != '-') return static_cast<unsigned int>(value);
         std::printf("Warning: VELMAR_SEED=%s is not a whole number; the clock seeds this run.\n",
                     text);
     }
