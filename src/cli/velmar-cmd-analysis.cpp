@@ -6,29 +6,19 @@
 #include "analysis/velmar-fftdot.h"
 #include "analysis/velmar-fpcube.h"
 #include "cli/velmar-cmd-handlers.h"
+#include "cli/velmar-cmd-util.h"
 #include "core/velmar-output.h"
 #include "core/velmar.h"
 #include "landscape/velmar-cube-file.h"
 
-namespace {
+using velmar::cmd::CubePtr;
+using velmar::cmd::load_cube;
+using velmar::cmd::starts_with_f;
 
-bool starts_with_f(const char *word) { return word[0] == 'f' || word[0] == 'F'; }
+namespace {
 
 // The number of a "%lf" argument that must convert exactly one number.
 bool read_number(const char *text, double &value) { return std::sscanf(text, "%lf", &value) == 1; }
-
-using CubePtr = velmar::Owned<VELMAR_CUBE, velmar_cube_free>;
-
-// Reads the cube without its structure; false after the caller's error line.
-bool load_cube(const char *file, bool periodic, CubePtr &cube) {
-    VELMAR_CUBE *raw = nullptr;
-    if (velmar_cube_import_from_file(&raw, nullptr, file, periodic, nullptr) != 0) {
-        VELMAR_ERROR_NONZERO(velmar_cube_import_from_file);
-        return false;
-    }
-    cube.reset(raw);
-    return true;
-}
 
 }  // namespace
 

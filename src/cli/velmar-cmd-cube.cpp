@@ -12,11 +12,10 @@
 namespace {
 
 using velmar::cmd::CellPtr;
+using velmar::cmd::starts_with_f;
 using velmar::cmd::SymmetryPtr;
 
 enum class Landscape { kSiteEnergy, kGii, kTotalEnergy };
-
-bool starts_with_f(const char *word) { return word[0] == 'f' || word[0] == 'F'; }
 
 void print_help(Landscape kind) {
     if (kind == Landscape::kSiteEnergy) {
@@ -171,7 +170,7 @@ void velmar_cmd_opt_do_print_cube(const VELMAR_CMD_OPT *opt) {
     VELMAR_CELL *raw_cell = nullptr;
     const int status = velmar_cube_import_from_file(&raw_cube, &raw_cell, opt->argv[2], periodic,
                                                     opt->dir_unitary);
-    velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube(raw_cube);
+    velmar::cmd::CubePtr cube(raw_cube);
     CellPtr cell(raw_cell);
     if (status != 0) {
         VELMAR_ERROR_NONZERO(velmar_cube_import_from_file);

@@ -9,22 +9,11 @@
 #include "network/velmar-network-export.h"
 #include "network/velmar-sites.h"
 
+using velmar::cmd::CubePtr;
+using velmar::cmd::load_cube;
+using velmar::cmd::starts_with_f;
+
 namespace {
-
-bool starts_with_f(const char *word) { return word[0] == 'f' || word[0] == 'F'; }
-
-using CubePtr = velmar::Owned<VELMAR_CUBE, velmar_cube_free>;
-
-// Reads the cube without its structure; false after the caller's error line.
-bool load_cube(const char *file, bool periodic, CubePtr &cube) {
-    VELMAR_CUBE *raw = nullptr;
-    if (velmar_cube_import_from_file(&raw, nullptr, file, periodic, nullptr) != 0) {
-        VELMAR_ERROR_NONZERO(velmar_cube_import_from_file);
-        return false;
-    }
-    cube.reset(raw);
-    return true;
-}
 
 void print_periodic_help() {
     std::printf(

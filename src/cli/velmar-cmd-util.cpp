@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "landscape/velmar-cube-file.h"
 #include "structure/velmar-cif.h"
 
 namespace velmar::cmd {
@@ -41,6 +42,16 @@ bool load_cell_from_text(const VELMAR_CMD_OPT *opt, CellPtr &cell, SymmetryPtr &
     }
     cell.reset(c);
     symmetry.reset(s);
+    return true;
+}
+
+bool load_cube(const char *file, bool periodic, CubePtr &cube) {
+    VELMAR_CUBE *raw = nullptr;
+    if (velmar_cube_import_from_file(&raw, nullptr, file, periodic, nullptr) != 0) {
+        VELMAR_ERROR_NONZERO(velmar_cube_import_from_file);
+        return false;
+    }
+    cube.reset(raw);
     return true;
 }
 

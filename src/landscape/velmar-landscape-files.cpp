@@ -21,21 +21,17 @@ struct Kind {
     Calculator calculate;
     const char *calculator_error;  // the calculator failed
     const char *from_cell_error;   // the calculation from a cell failed
-    const char *success;           // the calculator's success message
 };
 
 constexpr Kind kSiteEnergy{velmar::detail::cube_calculate,
                            "Error: velmar_cube_calculate() returns NULL.\n",
-                           "Error: velmar_cube_calculate_from_cell() returns NULL.\n",
-                           "Message: cube has been generated successfully.\n"};
+                           "Error: velmar_cube_calculate_from_cell() returns NULL.\n"};
 constexpr Kind kGii{velmar::detail::cube_by_gii_calculate,
                     "Error: velmar_cube_by_gii_calculate() returns NULL.\n",
-                    "Error: velmar_cube_by_gii_calculate_from_cell() returns NULL.\n",
-                    "Message: cube_by_gii has been generated successfully.\n"};
+                    "Error: velmar_cube_by_gii_calculate_from_cell() returns NULL.\n"};
 constexpr Kind kTotalEnergy{velmar::detail::cube_by_tot_en_calculate,
                             "Error: velmar_cube_by_tot_en_calculate() returns NULL.\n",
-                            "Error: velmar_cube_by_tot_en_calculate_from_cell() returns NULL.\n",
-                            "Message: cube_by_tot_en has been generated successfully.\n"};
+                            "Error: velmar_cube_by_tot_en_calculate_from_cell() returns NULL.\n"};
 
 // A calculator on the cell's symmetry, or on P 1 when there is none.
 VELMAR_CUBE *from_cell(const Kind &kind, VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
@@ -71,17 +67,14 @@ int write(const Kind &kind, const char *error, const char *filename, VELMAR_CELL
         VELMAR_ERROR_NULL(velmar_property_import_from_cell);
         return 1;
     }
-    velmar::detail::LandscapeRun run;
-    run.announce = false;
     velmar::Owned<VELMAR_CUBE, velmar_cube_free> cube(
-        from_cell(kind, cell, symmetry, ppt.get(), resolution, ignore_conducting, run));
+        from_cell(kind, cell, symmetry, ppt.get(), resolution, ignore_conducting, {}));
     if (!cube) {
         std::fputs(error, stderr);
         return 1;
     }
-    // The calculator's message says the landscape is computed; the writer says when the file is
-    // complete ("saved to"), and a file that could not be written is not left under its name.
-    std::fputs(kind.success, stdout);
+    // The calculator has said the landscape is computed; the writer says "saved to" once the
+    // file is complete, and a file that could not be written is not left under its name.
     if (velmar_cube_export_to_file(cube.get(), cell, ppt.get(), filename, periodic) != 0) {
         VELMAR_ERROR_NONZERO(velmar_cube_export_to_file);
         return 1;

@@ -511,7 +511,7 @@ VELMAR_CUBE *velmar::detail::cube_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY *
         },
         true);
     clear_ignored(cell);
-    if (run.announce) std::printf("Message: cube has been generated successfully.\n");
+    std::printf("Message: cube has been generated successfully.\n");
     return cube.release();
 }
 
@@ -706,7 +706,7 @@ VELMAR_CUBE *velmar::detail::cube_by_gii_calculate(VELMAR_CELL *cell,
     if (!gii.build(*test, *ppt)) return nullptr;
     fill_cube(cube.get(), p1.get(), std::cref(gii), true);
     clear_ignored(cell);
-    if (run.announce) std::printf("Message: cube_by_gii has been generated successfully.\n");
+    std::printf("Message: cube_by_gii has been generated successfully.\n");
     return cube.release();
 }
 
@@ -742,6 +742,6 @@ VELMAR_CUBE *velmar::detail::cube_by_tot_en_calculate(VELMAR_CELL *cell,
         },
         false);
     clear_ignored(cell);
-    if (run.announce) std::printf("Message: cube_by_tot_en has been generated successfully.\n");
+    std::printf("Message: cube_by_tot_en has been generated successfully.\n");
     return cube.release();
 }

@@ -81,9 +81,6 @@ struct LandscapeRun {
     // Voxel counts to use instead of those the resolution gives (n[r] multiples of the cell's
     // translations), or NULL.
     const long *grid = nullptr;
-    // Whether the calculator prints its success message; the file writers print it themselves,
-    // once the file is complete.
-    bool announce = true;
 };
 // The three calculators above, run as `run` says.
 VELMAR_CUBE *cube_calculate(VELMAR_CELL *cell, VELMAR_SYMMETRY *symmetry,
