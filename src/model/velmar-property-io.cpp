@@ -5,14 +5,15 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 
+#include "core/velmar-data-lines.h"
 #include "core/velmar.h"
 #include "model/velmar-property.h"
 
 namespace {
 
-enum class Scan { kGoOn, kStop };
+using velmar::for_each_data_line;
+using velmar::Scan;
 
 // Bounds of the values a database line may give: beyond them a line is corrupt (they would
 // overflow the image counts and the integer arithmetic of the derived parameters).
@@ -22,24 +23,6 @@ constexpr int kMaxNumber = 200;      // atomic numbers
 constexpr int kMaxPeriod = 20;       // the period and group columns
 
 bool real_in_range(double v) { return std::isfinite(v) && std::fabs(v) <= kMaxValue; }
-
-// Calls visit(line) for each data line of the file until it answers kStop. False when the file
-// cannot be opened (the message is the caller's).
-bool for_each_data_line(const char *path, const std::function<Scan(const char *)> &visit) {
-    velmar::File file(std::fopen(path, "rb"));
-    if (!file) return false;
-    char line[1024];
-    bool data = false;
-    while (std::fgets(line, sizeof line, file.get()) != nullptr) {
-        if (!data) {
-            data = std::strstr(line, "DATA_START") != nullptr;
-            continue;
-        }
-        if (std::strstr(line, "DATA_END") != nullptr) break;
-        if (visit(line) == Scan::kStop) break;
-    }
-    return true;
-}
 
 }  // namespace
 

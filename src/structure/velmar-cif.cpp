@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "core/velmar-array.h"
+#include "core/velmar-data-lines.h"
 #include "core/velmar.h"
 #include "structure/velmar-cell-geometry.h"
 #include "structure/velmar-cell-ops.h"
@@ -280,21 +281,9 @@ int velmar_atom_update_default_os(VELMAR_ATOM *atom, long total, const char *dir
     bool needed = false;
     for (long n = 0; n < total && !needed; ++n) needed = atom[n].os == VELMAR_OS_UNKNOWN;
     if (!needed) return 0;
-    velmar::File file(std::fopen(dir_unitary, "rb"));
-    if (!file) {
-        std::fprintf(stderr, "Error: unable to open %s\n", dir_unitary);
-        return 1;
-    }
     // The default state of each element: the first data line that names it.
     std::map<std::string, int> defaults;
-    char line[1024];
-    bool data = false;
-    while (std::fgets(line, sizeof line, file.get()) != nullptr) {
-        if (!data) {
-            data = std::strstr(line, "DATA_START") != nullptr;
-            continue;
-        }
-        if (std::strstr(line, "DATA_END") != nullptr) break;
+    const bool opened = velmar::for_each_data_line(dir_unitary, [&](const char *line) {
         int number = 0;
         int state = 0;
         int default_state = 0;
@@ -306,6 +295,11 @@ int velmar_atom_update_default_os(VELMAR_ATOM *atom, long total, const char *dir
             default_state <= static_cast<int>(kMaxState)) {
             defaults.emplace(symbol, default_state);
         }
+        return velmar::Scan::kGoOn;
+    });
+    if (!opened) {
+        std::fprintf(stderr, "Error: unable to open %s\n", dir_unitary);
+        return 1;
     }
     for (long n = 0; n < total; ++n) {
         if (atom[n].os != VELMAR_OS_UNKNOWN) continue;
