@@ -43,56 +43,13 @@ namespace {
 
 using velmar_bench::quietly;
 using Clock = std::chrono::steady_clock;
-using CubePtr = velmar::Owned<VELMAR_CUBE, velmar_cube_free>;
+using velmar_bench::CubePtr;
+using velmar_bench::plane_waves;
 const std::string kSource = VELMAR_SOURCE_DIR;
 
-// A sum of 40 plane waves with wave vectors up to 3 per axis, fixed seed.
-CubePtr plane_waves(int32_t n) {
-    CubePtr cube(velmar_cube_new(n, n, n));
-    for (int r = 0; r < 3; ++r) {
-        cube->a[r][r] = 12.0;
-        cube->a_i[r][r] = 12.0 / n;
-    }
-    std::mt19937 gen(7);
-    std::uniform_int_distribution<int> wave(-3, 3);
-    std::uniform_real_distribution<double> unit(0.0, 1.0);
-    struct Mode {
-        int k[3];
-        double amplitude, phase;
-    };
-    std::vector<Mode> modes(40);
-    for (Mode &m : modes) {
-        for (int &k : m.k) k = wave(gen);
-        m.amplitude = unit(gen);
-        m.phase = 6.283185307179586 * unit(gen);
-    }
-    for (int i = 0; i < n; ++i) {
-        for (int j = 0; j < n; ++j) {
-            for (int k = 0; k < n; ++k) {
-                double e = 0.0;
-                for (const Mode &m : modes) {
-                    e += m.amplitude *
-                         std::cos(6.283185307179586 * (m.k[0] * i + m.k[1] * j + m.k[2] * k) / n +
-                                  m.phase);
-                }
-                cube->en[i][j][k] = e;
-            }
-        }
-    }
-    return cube;
-}
-
 CubePtr lithium_landscape(const std::string &cif, double resolution) {
-    VELMAR_CELL *cell = nullptr;
-    VELMAR_SYMMETRY *symmetry = nullptr;
-    const std::string symcards = kSource + "/data/database_symcards.dat";
-    const std::string unitary = kSource + "/data/database_unitary.dat";
-    velmar_cell_import_cif_from_file(&cell, &symmetry, cif.c_str(), symcards.c_str(),
-                                     unitary.c_str());
-    velmar::Owned<VELMAR_CELL, velmar_cell_free> c(cell);
-    velmar::Owned<VELMAR_SYMMETRY, velmar_symmetry_free> s(symmetry);
-    auto ppt = velmar_bench::lithium_table(kSource, c.get());
-    return CubePtr(velmar_cube_calculate(c.get(), s.get(), ppt.get(), resolution, true));
+    return velmar_bench::lithium_landscape(kSource, velmar_bench::load_path(kSource, cif),
+                                           resolution);
 }
 
 // The process's peak resident memory (kiB) so far. VmHWM belongs to this program's own image;

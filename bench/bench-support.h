@@ -6,11 +6,15 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <functional>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "core/velmar.h"
+#include "landscape/velmar-landscape.h"
 #include "model/velmar-property.h"
 #include "structure/velmar-cif.h"
 
@@ -64,6 +68,52 @@ inline velmar::Owned<VELMAR_PROPERTY, velmar_property_free> lithium_table(const 
     const std::string binary = source + "/data/database_binary.dat";
     return velmar::Owned<VELMAR_PROPERTY, velmar_property_free>(
         velmar_property_import_from_cell(cell, "Li", 1, -1.0, unitary.c_str(), binary.c_str()));
+}
+
+using CubePtr = velmar::Owned<VELMAR_CUBE, velmar_cube_free>;
+
+// The Li+ site-energy landscape of a structure, the lithium ions left out.
+inline CubePtr lithium_landscape(const std::string &source, const Structure &s, double resolution) {
+    auto ppt = lithium_table(source, s.cell.get());
+    return CubePtr(
+        velmar_cube_calculate(s.cell.get(), s.symmetry.get(), ppt.get(), resolution, true));
+}
+
+// A sum of 40 plane waves with wave vectors up to 3 per axis on an n^3 grid over a 12 A cube,
+// fixed seed: a landscape with many minima and saddle points.
+inline CubePtr plane_waves(int32_t n) {
+    CubePtr cube(velmar_cube_new(n, n, n));
+    for (int r = 0; r < 3; ++r) {
+        cube->a[r][r] = 12.0;
+        cube->a_i[r][r] = 12.0 / n;
+    }
+    std::mt19937 gen(7);
+    std::uniform_int_distribution<int> wave(-3, 3);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    struct Mode {
+        int k[3];
+        double amplitude, phase;
+    };
+    std::vector<Mode> modes(40);
+    for (Mode &m : modes) {
+        for (int &k : m.k) k = wave(gen);
+        m.amplitude = unit(gen);
+        m.phase = 6.283185307179586 * unit(gen);
+    }
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < n; ++j) {
+            for (int k = 0; k < n; ++k) {
+                double e = 0.0;
+                for (const Mode &m : modes) {
+                    e += m.amplitude *
+                         std::cos(6.283185307179586 * (m.k[0] * i + m.k[1] * j + m.k[2] * k) / n +
+                                  m.phase);
+                }
+                cube->en[i][j][k] = e;
+            }
+        }
+    }
+    return cube;
 }
 
 }  // namespace velmar_bench
