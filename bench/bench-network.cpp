@@ -10,11 +10,8 @@
 // resolution and the ordered garnet (96^3, 192^3), site-energy landscapes of Li+.
 //
 //   build/bench/bench-network [scratch directory, default /tmp]
-#include <fcntl.h>
 #include <omp.h>
-#include <spawn.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -36,8 +33,6 @@
 #include "network/velmar-basin.h"
 #include "network/velmar-percolation.h"
 #include "support/oracle-network.h"
-
-extern char **environ;
 
 namespace {
 
@@ -115,20 +110,8 @@ struct Run {
 
 Run spawn(const char *self, const std::string &what, const std::string &cube,
           const std::string &log) {
-    std::vector<std::string> args = {self, "--one", what, cube};
-    std::vector<char *> argv;
-    for (auto &a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    pid_t pid = 0;
     Run run;
-    if (posix_spawn(&pid, self, &actions, nullptr, argv.data(), environ) == 0) {
-        int status = 0;
-        waitpid(pid, &status, 0);
+    if (velmar_bench::run_child({self, "--one", what, cube}, log)) {
         std::ifstream in(log);
         std::string word;
         while (in >> word) {
@@ -138,7 +121,6 @@ Run spawn(const char *self, const std::string &what, const std::string &cube,
             for (int d = 0; d < 3; ++d) run.e[d] = std::strtod(x[d].c_str(), nullptr);
         }
     }
-    posix_spawn_file_actions_destroy(&actions);
     std::remove(log.c_str());
     return run;
 }

@@ -3,6 +3,8 @@
 #define VELMAR_BENCH_SUPPORT_H
 
 #include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -18,7 +20,31 @@
 #include "model/velmar-property.h"
 #include "structure/velmar-cif.h"
 
+extern char **environ;
+
 namespace velmar_bench {
+
+// Runs args[0] with args as a child process, its standard output discarded and its standard
+// error written to log, and waits for it: each measurement of memory gets a fresh process. False
+// when it could not be started.
+inline bool run_child(std::vector<std::string> args, const std::string &log) {
+    std::vector<char *> argv;
+    for (auto &a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t pid = 0;
+    const bool started = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0;
+    if (started) {
+        int status = 0;
+        waitpid(pid, &status, 0);
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    return started;
+}
 
 // Runs fn with standard output sent to /dev/null (the library reports its steps there).
 inline void quietly(const std::function<void()> &fn) {
