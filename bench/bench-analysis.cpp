@@ -9,10 +9,7 @@
 // makes).
 //
 //   build/bench/bench-analysis [scratch directory, default /tmp]
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -40,8 +37,6 @@
 #include "structure/velmar-cif.h"
 #include "support/oracle-fpmap.h"
 
-extern char **environ;
-
 namespace {
 
 using velmar_bench::quietly;
@@ -68,14 +63,19 @@ int fft_record(const VELMAR_CUBE *cube, const std::string &base) {
         velmar_fftdot_list_export_to_cell(list.get()));
     velmar::Owned<VELMAR_TEXT, velmar_text_free> text(
         velmar_fftdot_list_export_to_text(list.get()));
-    if (velmar_cell_export_cif_to_file((base + ".fft.cif").c_str(), cell.get(), 0) != 0) return 1;
+    if (velmar::detail::cell_export_markers_to_file((base + ".fft.cif").c_str(), cell.get(),
+                                                    velmar::cube_values_at_atoms(*cube, *cell)) !=
+        0) {
+        return 1;
+    }
     return velmar_text_export_to_file(text.get(), (base + ".fft.txt").c_str());
 }
 
 int fp_record(const VELMAR_CUBE *cube, const std::string &file) {
     auto cell = velmar_oracle::fp_map_cell(*cube, -0.1);
     if (!cell) return 1;
-    return velmar_cell_export_cif_to_file(file.c_str(), cell.get(), 0);
+    return velmar::detail::cell_export_markers_to_file(file.c_str(), cell.get(),
+                                                       velmar::cube_values_at_atoms(*cube, *cell));
 }
 
 // One measurement in this process: prints "seconds peak_kib".
@@ -107,27 +107,14 @@ struct Run {
 Run spawn(const char *self, const std::string &what, const std::string &cube,
           const std::string &out) {
     const std::string log = out + "." + what + ".log";
-    std::vector<std::string> args = {self, "--one", what, cube, out};
-    std::vector<char *> argv;
-    for (auto &a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    pid_t pid = 0;
     Run run;
-    if (posix_spawn(&pid, self, &actions, nullptr, argv.data(), environ) == 0) {
-        int status = 0;
-        waitpid(pid, &status, 0);
+    if (velmar_bench::run_child({self, "--one", what, cube, out}, log)) {
         std::ifstream in(log);
         std::string word;
         while (in >> word) {
             if (word == "RESULT") in >> run.seconds >> run.peak_kib;
         }
     }
-    posix_spawn_file_actions_destroy(&actions);
     return run;
 }
 
